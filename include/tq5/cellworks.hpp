@@ -1,0 +1,14 @@
+/// @file
+/// Umbrella header: every public header of the library.
+#pragma once
+
+#include <tq5/containers/storage.hpp>
+#include <tq5/containers/dense1D.hpp>
+#include <tq5/containers/dense2D.hpp>
+#include <tq5/containers/fixed.hpp>
+
+#include <tq5/cellworks/core/element_type.hpp>
+#include <tq5/cellworks/core/check_IDs.hpp>
+#include <tq5/cellworks/core/histogram.hpp>
+
+#include <tq5/cellworks/connectivity/neighbors.hpp>

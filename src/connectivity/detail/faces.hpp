@@ -1,0 +1,71 @@
+// Local faces of the linear element kinds: one source of truth for adjacency
+// and boundaries. Faces of solids list their nodes in a fixed cycle that faces
+// outward; entity i of a simplex lies opposite node i.
+#pragma once
+
+#include <cstddef>
+
+#include <tq5/cellworks/core/element_type.hpp>
+
+namespace tq5 {
+namespace cellworks {
+namespace detail {
+
+// Positions in the column of the nodes of each local entity (face, edge or end
+// node). A face shorter than 4 nodes has `size` below 4; unused slots are 0.
+struct local_entities {
+    unsigned char count;       // entities of this kind
+    unsigned char size[6];     // nodes of each entity
+    unsigned char node[6][4];  // positions in the column
+};
+
+constexpr local_entities bar2_ends = {2, {1, 1}, {{1}, {0}}};
+constexpr local_entities tria_edges = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
+constexpr local_entities quad_edges = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
+constexpr local_entities tetra_face = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
+constexpr local_entities pyra_face = {5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
+constexpr local_entities penta_face = {5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
+constexpr local_entities hexa_face = {6, {4, 4, 4, 4, 4, 4},
+                                      {{0, 3, 7, 4}, {1, 5, 6, 2}, {0, 4, 5, 1}, {3, 2, 6, 7}, {0, 1, 2, 3}, {4, 7, 6, 5}}};
+
+// The linear kind of one column of a mixed matrix (ld-stepped column pointer).
+inline const local_entities& face_mix_kind(const unsigned* col) noexcept {
+    return col[3] == NO_INDEX ? tria_edges : quad_edges;
+}
+inline const local_entities& solid_mix_kind(const unsigned* col) noexcept {
+    if (col[4] == NO_INDEX) return tetra_face;
+    if (col[5] == NO_INDEX) return pyra_face;
+    if (col[6] == NO_INDEX) return penta_face;
+    return hexa_face;
+}
+
+// Nodes of entity i of a column; slots from the entity's size up to `words`
+// are NO_INDEX. Returns the entity's size.
+inline unsigned entity_nodes(const local_entities& k, const unsigned* col, unsigned i, unsigned words,
+                             unsigned* out) noexcept {
+    const unsigned n = k.size[i];
+    for (unsigned w = 0; w < n; ++w) out[w] = col[k.node[i][w]];
+    for (unsigned w = n; w < words; ++w) out[w] = NO_INDEX;
+    return n;
+}
+
+// Cycle comparison of two faces of n nodes: each starts at its (first) smallest
+// node. 1 when they run the same way, -1 the opposite way, 0 when unequal.
+inline int compare_cycles(const unsigned* a, const unsigned* b, unsigned n) noexcept {
+    unsigned ia = 0, ib = 0;
+    for (unsigned k = 1; k < n; ++k) {
+        if (a[k] < a[ia]) ia = k;
+        if (b[k] < b[ib]) ib = k;
+    }
+    if (a[ia] != b[ib]) return 0;
+    bool same = true;
+    for (unsigned k = 1; k < n && same; ++k) same = a[(ia + k) % n] == b[(ib + k) % n];
+    if (same) return 1;
+    for (unsigned k = 1; k < n; ++k)
+        if (a[(ia + k) % n] != b[(ib + n - k) % n]) return 0;
+    return -1;
+}
+
+}  // namespace detail
+}  // namespace cellworks
+}  // namespace tq5
