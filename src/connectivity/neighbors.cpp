@@ -124,9 +124,11 @@ struct connectivity_hash {
         return true;
     }
 
-    // Appends entity v to the chain of its bucket; the chain stays in insertion order.
-    bool insert(u64 v, u64 key) noexcept {
-        u64 pos = 2 * (key % buckets);
+    u64 head(u64 key) const noexcept { return 2 * (key % buckets); }
+
+    // Appends entity v to the chain that starts at word `pos` (its bucket
+    // head); the chain stays in insertion order.
+    bool insert_at(u64 v, u64 pos) noexcept {
         u64* c = cells.data();
         ++entries;
         if (c[pos] == ALL_ONES && c[pos + 1] == ALL_ONES) {
@@ -143,6 +145,109 @@ struct connectivity_hash {
     }
 };
 
+// The slot of entity v in the neighbour matrix, and the element of v.
+template <unsigned E>
+struct entity_slots {
+    unsigned* data;
+    std::size_t ld;
+    unsigned& operator[](u64 v) const noexcept { return data[(v / E) * ld + v % E]; }
+    static unsigned element(u64 v) noexcept { return unsigned(v / E); }
+};
+
+// A chain read into a local buffer: values and faces by position.
+template <class Kind>
+struct buffered_chain {
+    static constexpr unsigned W = Kind::words;
+    static constexpr unsigned MAX_BUFFERED = 64;
+    static constexpr unsigned END = MAX_BUFFERED;
+    unsigned n = 0;
+    u64 val[MAX_BUFFERED];
+    unsigned words[MAX_BUFFERED][W];
+
+    // Reads the chain from word `head`; false when it is longer than the buffer.
+    bool load(const u64* c, u64 head, const unsigned* cd, std::size_t cld) noexcept {
+        n = 0;
+        for (u64 p = head;; p += c[p + 1]) {
+            if (c[p] != ALL_ONES) {
+                if (n == MAX_BUFFERED) return false;
+                const u64 v = c[p];
+                const unsigned* col = cd + (v / Kind::entities) * cld;
+                detail::entity_nodes(Kind::of(col), col, unsigned(v % Kind::entities), W, words[n]);
+                val[n++] = v;
+            }
+            if (c[p + 1] == ALL_ONES) break;
+        }
+        return true;
+    }
+    unsigned first() const noexcept { return n ? 0 : END; }
+    unsigned next(unsigned i) const noexcept { return i + 1 < n ? i + 1 : END; }
+    u64 value(unsigned i) const noexcept { return val[i]; }
+    void consume(unsigned i) noexcept { val[i] = ALL_ONES; }
+    const unsigned* face(unsigned i, unsigned*) const noexcept { return words[i]; }
+};
+
+// A chain walked in the hash itself, faces recomputed from the connectivity.
+template <class Kind>
+struct in_place_chain {
+    static constexpr u64 END = ALL_ONES;
+    u64* c;
+    const unsigned* cd;
+    std::size_t cld;
+    u64 head = 0;
+
+    in_place_chain& at(u64 h) noexcept {
+        head = h;
+        return *this;
+    }
+    u64 first() const noexcept { return head; }
+    u64 next(u64 p) const noexcept { return c[p + 1] == ALL_ONES ? END : p + c[p + 1]; }
+    u64 value(u64 p) const noexcept { return c[p]; }
+    void consume(u64 p) noexcept { c[p] = ALL_ONES; }
+    const unsigned* face(u64 p, unsigned* out) const noexcept {
+        const unsigned* col = cd + (c[p] / Kind::entities) * cld;
+        detail::entity_nodes(Kind::of(col), col, unsigned(c[p] % Kind::entities), Kind::words, out);
+        return out;
+    }
+};
+
+// Pairs the cells of one chain. Each unconsumed cell a gathers the later
+// unconsumed cells with an equal face: two sides link, three or more link
+// nothing unless non-manifold links are wanted, in which case the first is
+// linked with every other (and ends with the last).
+template <class Kind, class Chain, class Slots>
+void pair_chain(Chain& ch, bool link_non_manifold, const Slots& slot) noexcept {
+    unsigned sa[4], sb[4];
+    for (auto a = ch.first(); a != Chain::END; a = ch.next(a)) {
+        const u64 va = ch.value(a);
+        if (va == ALL_ONES) continue;
+        const unsigned* fa = ch.face(a, sa);
+        unsigned count = 0;
+        auto last = a;
+        for (auto p = ch.next(a); p != Chain::END; p = ch.next(p)) {
+            const u64 vb = ch.value(p);
+            if (vb == ALL_ONES || !same_face<Kind::how>(fa, ch.face(p, sb))) continue;
+            if (link_non_manifold) {
+                slot[va] = Slots::element(vb);
+                slot[vb] = Slots::element(va);
+                ch.consume(p);
+            } else if (count > 0) {
+                slot[ch.value(last)] = NO_INDEX;
+                ch.consume(last);
+            }
+            last = p;
+            ++count;
+        }
+        if (count == 0) continue;
+        if (!link_non_manifold) {
+            const u64 vl = ch.value(last);
+            slot[va] = count == 1 ? Slots::element(vl) : NO_INDEX;
+            slot[vl] = count == 1 ? Slots::element(va) : NO_INDEX;
+            ch.consume(last);
+        }
+        ch.consume(a);
+    }
+}
+
 template <class Kind>
 int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense2D<unsigned>& neighbors) {
     constexpr unsigned E = Kind::entities, W = Kind::words;
@@ -158,67 +263,57 @@ int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense
     const std::size_t cld = connect.ld();
     unsigned face[4];
 
-    // Fill: every local entity in element order.
+    // Fill: every local entity in element order. Bucket heads are prefetched
+    // a few entities ahead and inserted first in, first out, so the chains
+    // are the same as with plain in-order insertion.
+    constexpr unsigned LAG = 16;
+    u64 ring_v[LAG], ring_pos[LAG];
+    u64 queued = 0;
+    const u64* cells = hash.cells.data();
     for (std::size_t e = 0; e < ncols; ++e) {
         const unsigned* col = cd + e * cld;
         const local_entities& k = Kind::of(col);
-        for (unsigned i = 0; i < k.count; ++i) {
+        for (unsigned i = 0; i < k.count; ++i, ++queued) {
             detail::entity_nodes(k, col, i, W, face);
-            if (!hash.insert(u64(e) * E + i, face_key<W>(face))) return ERR_ALLOC;
+            const u64 pos = hash.head(face_key<W>(face));
+            __builtin_prefetch(cells + pos, 1);
+            const unsigned r = unsigned(queued % LAG);
+            if (queued >= LAG && !hash.insert_at(ring_v[r], ring_pos[r])) return ERR_ALLOC;
+            ring_v[r] = u64(e) * E + i;
+            ring_pos[r] = pos;
         }
     }
+    for (u64 q = queued > LAG ? queued - LAG : 0; q < queued; ++q)
+        if (!hash.insert_at(ring_v[q % LAG], ring_pos[q % LAG])) return ERR_ALLOC;
 
-    // Nodes of entity v, recomputed from the connectivity.
-    auto nodes_of = [&](u64 v, unsigned* out) {
-        const unsigned* col = cd + (v / E) * cld;
-        detail::entity_nodes(Kind::of(col), col, unsigned(v % E), W, out);
-    };
-    unsigned* nd = neighbors.data();
-    const std::size_t nld = neighbors.ld();
-    auto slot = [&](u64 v) -> unsigned& { return nd[(v / E) * nld + v % E]; };
-    auto element = [](u64 v) { return unsigned(v / E); };
-
-    // Pairing: each unconsumed cell a gathers the later cells of its chain with an equal face.
-    u64* c = hash.cells.data();
-    unsigned other[4];
+    // Pairing, bucket by bucket. Chains of up to MAX_BUFFERED cells are read
+    // once into a local buffer with their faces; longer ones are walked in
+    // place. Chains and connectivity columns of the buckets a few steps ahead
+    // are prefetched, since both lie scattered in memory.
+    entity_slots<E> slots{neighbors.data(), neighbors.ld()};
+    buffered_chain<Kind> buf;
+    in_place_chain<Kind> direct{hash.cells.data(), cd, cld};
+    const u64* c = hash.cells.data();
+    // Prefetch pipeline: the k-th cell of the chain AHEAD * (DEPTH - k) buckets
+    // ahead (read from memory that the previous stage prefetched) brings in
+    // its connectivity column and the following cell.
+    constexpr u64 AHEAD = 8;
+    constexpr unsigned DEPTH = 3;
     for (u64 b = 0; b < hash.buckets; ++b) {
-        for (u64 a = 2 * b;; a += c[a + 1]) {
-            if (c[a] != ALL_ONES) {
-                const u64 va = c[a];
-                nodes_of(va, face);
-                unsigned count = 0;
-                u64 last = a;
-                for (u64 p = a; c[p + 1] != ALL_ONES;) {
-                    p += c[p + 1];
-                    const u64 vb = c[p];
-                    if (vb == ALL_ONES) continue;
-                    nodes_of(vb, other);
-                    if (!same_face<Kind::how>(face, other)) continue;
-                    if (link_non_manifold) {
-                        slot(va) = element(vb);
-                        slot(vb) = element(va);
-                        c[p] = ALL_ONES;
-                    } else if (count > 0) {
-                        slot(c[last]) = NO_INDEX;
-                        c[last] = ALL_ONES;
-                    }
-                    last = p;
-                    ++count;
-                }
-                if (count == 1 && !link_non_manifold) {
-                    slot(va) = element(c[last]);
-                    slot(c[last]) = element(va);
-                } else if (count >= 2 && !link_non_manifold) {
-                    slot(va) = NO_INDEX;
-                    slot(c[last]) = NO_INDEX;
-                }
-                if (count > 0) {
-                    c[a] = ALL_ONES;
-                    c[last] = ALL_ONES;
-                }
-            }
-            if (c[a + 1] == ALL_ONES) break;
+        for (unsigned k = 0; k < DEPTH; ++k) {
+            const u64 ahead = b + AHEAD * (DEPTH - k);
+            if (ahead >= hash.buckets) continue;
+            u64 p = 2 * ahead;
+            unsigned hop = 0;
+            for (; hop < k && c[p + 1] != ALL_ONES; ++hop) p += c[p + 1];
+            if (hop < k) continue;
+            if (c[p] != ALL_ONES) __builtin_prefetch(cd + (c[p] / E) * cld);
+            if (c[p + 1] != ALL_ONES) __builtin_prefetch(c + p + c[p + 1]);
         }
+        if (buf.load(c, 2 * b, cd, cld))
+            pair_chain<Kind>(buf, link_non_manifold, slots);
+        else
+            pair_chain<Kind>(direct.at(2 * b), link_non_manifold, slots);
     }
     return 0;
 }
