@@ -54,30 +54,32 @@ public:
 
     // 1 when `x` was absent and is now a member, 0 when it was a member,
     // -1 when the table could not grow (the set is unchanged).
-    int insert(unsigned x) noexcept {
-        if (direct_) {
-            std::uint64_t& w = bits_.data()[x >> 6];
-            const std::uint64_t b = std::uint64_t(1) << (x & 63u);
-            if (w & b) return 0;
-            w |= b;
-            return 1;
-        }
-        unsigned* k = keys_.data();
-        for (std::size_t s = spread(x, bits_count_);; s = (s + 1) & mask_) {
-            if (k[s] == x) return 0;
-            if (k[s] == NO_INDEX) {
-                if (2 * (size_ + 1) > mask_ + 1) {
-                    if (!rehash()) return -1;
-                    return insert(x);
-                }
-                k[s] = x;
-                ++size_;
-                return 1;
-            }
-        }
+    int insert(unsigned x) noexcept { return direct_ ? insert_bit(bits_.data(), x) : insert_hashed(x); }
+
+    // The bitmap of the direct layout, for hot loops that call `insert_bit`
+    // themselves; null in the hashed layout.
+    std::uint64_t* bitmap() noexcept { return direct_ ? bits_.data() : nullptr; }
+    static int insert_bit(std::uint64_t* bits, unsigned x) noexcept {
+        std::uint64_t& w = bits[x >> 6];
+        const std::uint64_t b = std::uint64_t(1) << (x & 63u);
+        if (w & b) return 0;
+        w |= b;
+        return 1;
     }
 
 private:
+    // Grows first when one more key would pass half the table (so at times
+    // for a key that is already in: the table is then merely larger).
+    int insert_hashed(unsigned x) noexcept {
+        if (2 * (size_ + 1) > mask_ + 1 && !rehash()) return -1;
+        unsigned* k = keys_.data();
+        std::size_t s = spread(x, bits_count_);
+        for (; k[s] != NO_INDEX; s = (s + 1) & mask_)
+            if (k[s] == x) return 0;
+        k[s] = x;
+        ++size_;
+        return 1;
+    }
     bool make_table(unsigned bits) noexcept {
         dense1D<unsigned> fresh(std::size_t(1) << bits, NO_INDEX);
         if (fresh.size() != std::size_t(1) << bits) return false;
