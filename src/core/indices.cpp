@@ -386,6 +386,20 @@ bool backwards(const dense2D<unsigned>* first, const dense2D<unsigned>* last) no
     return std::less<const dense2D<unsigned>*>()(last, first);
 }
 
+// Runs `f`; a failed `new` of a block object inside it gives `failed()` instead.
+template <class F, class Failed>
+int guarded(F&& f, Failed&& failed) noexcept {
+    try {
+        return f();
+    } catch (const std::bad_alloc&) {
+        return failed();
+    }
+}
+template <class F>
+int guarded(F&& f) noexcept {
+    return guarded(f, [] { return ERR_ALLOC; });
+}
+
 }  // namespace
 
 void change_indices(dense1D<unsigned>& ids, const dense1D<unsigned>& new_ids) noexcept { renumber(ids, new_ids); }
@@ -409,74 +423,39 @@ int shift_indices(dense2D<unsigned>& connect, int shift, element_type type) noex
 }
 
 int permutation(dense1D<unsigned>& v, const dense1D<unsigned>& perm) noexcept {
-    try {
-        return permute(v, perm);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return permute(v, perm); });
 }
-
 int permutation(dense1D<double>& v, const dense1D<unsigned>& perm) noexcept {
-    try {
-        return permute(v, perm);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return permute(v, perm); });
 }
 
 int unique_indices(dense1D<unsigned>& out, const dense1D<unsigned>& ids, dense1D<unsigned> excluded) noexcept {
-    try {
-        return append_unique(out, &ids, &ids + 1, excluded);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return append_unique(out, &ids, &ids + 1, excluded); });
 }
-
 int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>& ids, dense1D<unsigned> excluded) noexcept {
-    try {
-        return append_unique(out, &ids, &ids + 1, excluded);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return append_unique(out, &ids, &ids + 1, excluded); });
 }
-
 int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>* first, const dense2D<unsigned>* last,
                    dense1D<unsigned> excluded) noexcept {
     if (backwards(first, last)) return -3;
-    try {
-        return append_unique(out, first, last, excluded);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return append_unique(out, first, last, excluded); });
 }
 
 int count_unique_indices(const dense2D<unsigned>& ids) noexcept { return count_unique_indices(&ids, &ids + 1); }
-
 int count_unique_indices(const dense2D<unsigned>* first, const dense2D<unsigned>* last) noexcept {
     if (backwards(first, last)) return -2;
-    try {
-        return count_unique(first, last);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return count_unique(first, last); });
 }
 
 int get_IDs(const dense1D<unsigned>& ids1, const dense1D<unsigned>& ids2, dense1D<unsigned>& map2to1,
             dense1D<unsigned>& map1to2) noexcept {
-    try {
-        return match_ids(ids1, ids2, map2to1, map1to2);
-    } catch (const std::bad_alloc&) {
-        return give_up(map2to1, map1to2);
-    }
+    return guarded([&] { return match_ids(ids1, ids2, map2to1, map1to2); },
+                   [&] { return give_up(map2to1, map1to2); });
 }
-
 int get_IDs(const dense2D<unsigned>& m1, const dense2D<unsigned>& m2, dense1D<unsigned>& map2to1,
             dense1D<unsigned>& map1to2, bool exact_order) noexcept {
-    try {
-        return match_columns(m1, m2, map2to1, map1to2, exact_order);
-    } catch (const std::bad_alloc&) {
-        return give_up(map2to1, map1to2);
-    }
+    return guarded([&] { return match_columns(m1, m2, map2to1, map1to2, exact_order); },
+                   [&] { return give_up(map2to1, map1to2); });
 }
 
 int inc_bounding_box(const dense2D<double>& pos, vector_fixed<double, 2>& min, vector_fixed<double, 2>& max) noexcept {
@@ -497,19 +476,11 @@ int inc_bounding_box(const dense2D<double>& pos, const dense1D<unsigned>& ids, v
 
 int inc_bounding_box(const dense2D<double>& pos, const dense2D<unsigned>& connect, vector_fixed<double, 2>& min,
                      vector_fixed<double, 2>& max) noexcept {
-    try {
-        return box_of_connect(pos, connect, min, max);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return box_of_connect(pos, connect, min, max); });
 }
 int inc_bounding_box(const dense2D<double>& pos, const dense2D<unsigned>& connect, vector_fixed<double, 3>& min,
                      vector_fixed<double, 3>& max) noexcept {
-    try {
-        return box_of_connect(pos, connect, min, max);
-    } catch (const std::bad_alloc&) {
-        return ERR_ALLOC;
-    }
+    return guarded([&] { return box_of_connect(pos, connect, min, max); });
 }
 
 }  // namespace cellworks
