@@ -10,5 +10,6 @@
 #include <tq5/cellworks/core/element_type.hpp>
 #include <tq5/cellworks/core/check_IDs.hpp>
 #include <tq5/cellworks/core/histogram.hpp>
+#include <tq5/cellworks/core/indices.hpp>
 
 #include <tq5/cellworks/connectivity/neighbors.hpp>
