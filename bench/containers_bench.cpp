@@ -67,19 +67,11 @@ std::array<unsigned, 4> make(std::size_t i) {
     return {{u, u + 1, u + 2, u + 3}};
 }
 
-// Linux resets the peak resident size of a process on writing 5 to clear_refs.
-void reset_peak() {
-    if (std::FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);
-        std::fclose(f);
-    }
-}
-
 // Runs `job(container, n)` on a fresh container per iteration.
 template <class Kind, class Job>
 void run(benchmark::State& state, Job job) {
     const std::size_t n = std::size_t(state.range(0));
-    reset_peak();
+    tq5::bench::reset_peak_rss();
     for (auto _ : state) {
         typename Kind::type c;
         if (!job(c, n)) {
