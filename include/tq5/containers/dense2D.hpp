@@ -159,6 +159,12 @@ public:
     template <std::size_t N>
     bool push_back(const vector_fixed<T, N>& v, std::size_t min_cols = 4) noexcept {
         if (!empty() && rows_ != N) return false;
+        if (!empty() && ld_ == N && (cols_ + 1) * N <= room_from_offset()) {  // room left: no division
+            T* dst = block_->data() + offset_ + cols_ * N;
+            for (std::size_t i = 0; i < N; ++i) dst[i] = v[i];
+            ++cols_;
+            return true;
+        }
         if (empty() || cols_ == col_capacity()) reserve(N, std::max(min_cols, 2 * cols_));
         if (!resize(N, cols_ + 1)) return false;
         T* dst = data() + (cols_ - 1) * ld_;
