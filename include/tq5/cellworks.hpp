@@ -12,3 +12,5 @@
 #include <tq5/cellworks/core/histogram.hpp>
 
 #include <tq5/cellworks/connectivity/neighbors.hpp>
+
+#include <tq5/cellworks/metrics/lapack.hpp>
