@@ -14,3 +14,5 @@
 #include <tq5/cellworks/connectivity/neighbors.hpp>
 
 #include <tq5/cellworks/metrics/lapack.hpp>
+#include <tq5/cellworks/metrics/eigen.hpp>
+#include <tq5/cellworks/metrics/validity.hpp>
