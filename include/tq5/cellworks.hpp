@@ -16,3 +16,6 @@
 #include <tq5/cellworks/metrics/lapack.hpp>
 #include <tq5/cellworks/metrics/eigen.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
+#include <tq5/cellworks/metrics/bounds.hpp>
+#include <tq5/cellworks/metrics/min_max.hpp>
+#include <tq5/cellworks/metrics/conversion.hpp>
