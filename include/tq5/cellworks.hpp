@@ -19,3 +19,6 @@
 #include <tq5/cellworks/metrics/bounds.hpp>
 #include <tq5/cellworks/metrics/min_max.hpp>
 #include <tq5/cellworks/metrics/conversion.hpp>
+#include <tq5/cellworks/metrics/edges.hpp>
+#include <tq5/cellworks/metrics/edge_quality.hpp>
+#include <tq5/cellworks/metrics/shock.hpp>
