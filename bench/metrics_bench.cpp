@@ -10,6 +10,7 @@
 
 #include "block_mesh.hpp"
 #include "peak_memory.hpp"
+#include "random_metrics.hpp"
 
 namespace {
 
@@ -18,44 +19,13 @@ namespace cw = tq5::cellworks;
 constexpr std::size_t TENSORS = 1000000;
 constexpr unsigned CELLS = 55;  // 6 * 55^3 = 998,250 tetrahedra
 
-// A random metric: random axes, sizes log-uniform in [0.001, 1000], so that a
-// clamp to [0.01, 100] changes most tensors.
-template <int N>
-void random_metric(std::mt19937& rng, double* m) {
-    std::normal_distribution<double> g;
-    std::uniform_real_distribution<double> u(std::log(1e-3), std::log(1e3));
-    double q[N * N], l[N];
-    for (int k = 0; k < N; ++k) {
-        for (;;) {
-            double nn = 0;
-            for (int i = 0; i < N; ++i) q[k * N + i] = g(rng);
-            for (int p = 0; p < k; ++p) {
-                double d = 0;
-                for (int i = 0; i < N; ++i) d += q[k * N + i] * q[p * N + i];
-                for (int i = 0; i < N; ++i) q[k * N + i] -= d * q[p * N + i];
-            }
-            for (int i = 0; i < N; ++i) nn += q[k * N + i] * q[k * N + i];
-            if (nn < 1e-6) continue;
-            for (int i = 0; i < N; ++i) q[k * N + i] /= std::sqrt(nn);
-            break;
-        }
-        const double h = std::exp(u(rng));
-        l[k] = 1 / (h * h);
-    }
-    for (int j = 0; j < N; ++j)
-        for (int i = 0; i <= j; ++i) {
-            double s = 0;
-            for (int k = 0; k < N; ++k) s += l[k] * q[k * N + i] * q[k * N + j];
-            m[i + j * (j + 1) / 2] = s;
-        }
-}
-
 template <int N>
 const tq5::dense2D<double>& tensor_field() {
     static tq5::dense2D<double> m = [] {
         tq5::dense2D<double> f(N * (N + 1) / 2, TENSORS);
         std::mt19937 rng(1);
-        for (std::size_t c = 0; c < TENSORS; ++c) random_metric<N>(rng, &f(0, c));
+        // Sizes in [0.001, 1000]: a clamp to [0.01, 100] changes most tensors.
+        for (std::size_t c = 0; c < TENSORS; ++c) tq5::examples::random_metric<N>(rng, 1e-3, 1e3, &f(0, c));
         return f;
     }();
     return m;

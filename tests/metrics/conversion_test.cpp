@@ -9,98 +9,61 @@
 namespace {
 
 namespace cw = tq5::cellworks;
+using namespace metric_testing;
 
-TEST(MetricIsoToAniso, DiagonalOfInverseSquareOrZero) {
-    tq5::symmetric_fixed<double, 3> M;
-    cw::metric_iso_to_aniso(0.5, M);
-    const double want[6] = {4, 0, 4, 0, 0, 4};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(M[i], want[i]);
-    tq5::symmetric_fixed<double, 2> M2{{1, 1, 1}};
-    cw::metric_iso_to_aniso(-1, M2);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(M2[i], 0);
-}
-
-TEST(MetricIsoToAniso2d, ScaledGramMatrixOfTheBasis) {
-    const tq5::matrix_fixed<double, 3, 2> B{{1, 0, 0, 1, 2, 0}};  // b0 = x, b1 = x + 2y
-    tq5::symmetric_fixed<double, 2> M;
+TEST(MetricConversion, OneTensor) {
+    tq5::symmetric_fixed<double, 3> M3;
+    cw::metric_iso_to_aniso(0.5, M3);
+    EXPECT_TRUE(M3[0] == 4 && M3[1] == 0 && M3[2] == 4 && M3[3] == 0 && M3[4] == 0 && M3[5] == 4);
+    tq5::symmetric_fixed<double, 2> M{{1, 1, 1}};
+    cw::metric_iso_to_aniso(-1, M);
+    EXPECT_TRUE(M[0] == 0 && M[2] == 0);
+    const tq5::matrix_fixed<double, 3, 2> B{{1, 0, 0, 1, 2, 0}};  // x and x + 2y: 4 BT B
     cw::metric_iso_to_aniso2d(0.5, B, M);
-    EXPECT_EQ(M[0], 4);
-    EXPECT_EQ(M[1], 4);
-    EXPECT_EQ(M[2], 20);
-    for (double h : {0.0, 1e200}) {  // h <= 0, or 1/(h*h) underflowing to 0
-        cw::metric_iso_to_aniso2d(h, B, M);
-        for (int i = 0; i < 3; ++i) EXPECT_EQ(M[i], 0);
-    }
-}
-
-TEST(MetricAniso3dToAniso2d, MeasuresTangentVectorsAsTheSolidMetric) {
+    EXPECT_TRUE(M[0] == 4 && M[1] == 4 && M[2] == 20);
+    cw::metric_iso_to_aniso2d(1e200, B, M);  // 1/(h*h) underflows: zero
+    EXPECT_TRUE(M[0] == 0 && M[1] == 0 && M[2] == 0);
+    // BT M3 B measures tangent coordinates u as M3 measures B u.
     std::mt19937 rng(9);
     std::normal_distribution<double> g;
-    for (int t = 0; t < 100; ++t) {
-        tq5::symmetric_fixed<double, 3> M3;
-        metric_testing::random_metric<3>(rng, 0.1, 10, M3.data());
-        tq5::matrix_fixed<double, 3, 2> B;
-        for (double& x : B.v) x = g(rng);
-        tq5::symmetric_fixed<double, 2> M;
-        cw::metric_aniso3d_to_aniso2d(M3, B, M);
-        const double u[2] = {g(rng), g(rng)};
-        const double v[3] = {B(0, 0) * u[0] + B(0, 1) * u[1], B(1, 0) * u[0] + B(1, 1) * u[1],
-                             B(2, 0) * u[0] + B(2, 1) * u[1]};
-        double f3 = 0, f2 = 0;
-        for (int i = 0; i < 3; ++i) f3 += v[i] * metric_testing::times<3>(M3.data(), v, i);
-        for (int i = 0; i < 2; ++i) f2 += u[i] * metric_testing::times<2>(M.data(), u, i);
-        EXPECT_NEAR(f2, f3, 1e-10 * f3);
-    }
+    tq5::matrix_fixed<double, 3, 2> R;
+    for (double& x : R.v) x = g(rng);
+    random_metric<3>(rng, 0.1, 10, M3.data());
+    cw::metric_aniso3d_to_aniso2d(M3, R, M);
+    const double u[2] = {0.3, -0.7}, v[3] = {R(0, 0) * u[0] + R(0, 1) * u[1], R(1, 0) * u[0] + R(1, 1) * u[1],
+                                            R(2, 0) * u[0] + R(2, 1) * u[1]};
+    EXPECT_NEAR(form<2>(M.data(), u), form<3>(M3.data(), v), 1e-12 * form<3>(M3.data(), v));
 }
 
-TEST(MetricsIsoToAniso, WritesTheFirstColumnsWithAPositiveSize) {
-    tq5::dense1D<double> h;
-    for (double x : {0.5, 0.0, 1.0}) h.push_back(x);
-    tq5::dense2D<double> m(6, 4, -7.0);
+TEST(MetricConversion, FieldsWriteTheirFirstColumns) {
+    const auto h = values({0.5, 0.0});
+    tq5::dense2D<double> m(6, 3, -7.0), m2(3, 2, -7.0), B(6, 2, 0.0), t(3, 2, -7.0);
     ASSERT_EQ(cw::metrics_iso_to_aniso3d(h, m), 0);
-    EXPECT_EQ(m(0, 0), 4);
-    EXPECT_EQ(m(1, 0), 0);
-    EXPECT_EQ(m(5, 2), 1);
-    EXPECT_EQ(m(0, 1), -7);  // size 0: left as it was
-    EXPECT_EQ(m(0, 3), -7);  // beyond the sizes
-    tq5::dense2D<double> m2(3, 3, -7.0);
+    EXPECT_TRUE(m(0, 0) == 4 && m(1, 0) == 0 && m(5, 0) == 4);
+    EXPECT_TRUE(m(0, 1) == -7 && m(0, 2) == -7);  // size 0 left as it was; beyond h untouched
     ASSERT_EQ(cw::metrics_iso_to_aniso2d(h, m2), 0);
-    EXPECT_EQ(m2(2, 0), 4);
-    EXPECT_EQ(m2(0, 1), -7);
-
-    tq5::dense2D<double> narrow(6, 2), wrong(3, 3), empty;
-    EXPECT_EQ(cw::metrics_iso_to_aniso3d(h, narrow), -2);
-    EXPECT_EQ(cw::metrics_iso_to_aniso3d(h, wrong), -2);
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, narrow), -2);
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(tq5::dense1D<double>(), empty), 0);
+    EXPECT_TRUE(m2(2, 0) == 4 && m2(0, 1) == -7);
+    B(0, 0) = B(4, 0) = B(0, 1) = B(4, 1) = 1;  // bases x, y
+    ASSERT_EQ(cw::metrics_iso_to_aniso2d(h, B, t), 0);
+    EXPECT_TRUE(t(0, 0) == 4 && t(2, 0) == 4 && t(0, 1) == 0);  // with bases, size 0 writes zeros
+    ASSERT_EQ(cw::metrics_aniso3d_to_aniso2d(m.sub_matrix(0, 0, 6, 2), B, t), 0);
+    EXPECT_TRUE(t(0, 0) == 4 && t(1, 0) == 0 && t(2, 0) == 4 && t(0, 1) == -7);
 }
 
-TEST(MetricsIsoToAniso2d, TangentFormWritesEveryColumnAndChecksShapes) {
-    tq5::dense1D<double> h;
-    h.push_back(1.0);
-    h.push_back(-1.0);
-    tq5::dense2D<double> B(6, 2, 0.0);
-    B(0, 0) = B(4, 0) = B(0, 1) = B(4, 1) = 1;  // x and y
-    tq5::dense2D<double> m(3, 2, -7.0);
-    ASSERT_EQ(cw::metrics_iso_to_aniso2d(h, B, m), 0);
-    EXPECT_EQ(m(0, 0), 1);
-    EXPECT_EQ(m(2, 0), 1);
-    EXPECT_EQ(m(0, 1), 0);  // h <= 0: zeros, not left as it was
-    tq5::dense2D<double> B3(6, 3), B5(5, 2), m1(3, 1), empty;
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, B3, m), -2);
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, B5, m), -2);
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, B, m1), -3);
-    EXPECT_EQ(cw::metrics_iso_to_aniso2d(tq5::dense1D<double>(), empty, empty), 0);
-}
-
-TEST(MetricsAniso3dToAniso2d, Codes) {
-    tq5::dense2D<double> m3(6, 2, 0.0), B(6, 2, 0.0), m(3, 2), empty;
-    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m3, B, m), 0);
-    tq5::dense2D<double> m5(5, 2), B1(6, 1), m1(3, 1);
-    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m5, B, m), -1);
-    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m3, B1, m), -2);
-    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m3, B, m1), -3);
-    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(empty, empty, m1), 0);
+TEST(MetricConversion, FieldCodes) {
+    const auto h = values({1.0, 1.0});
+    tq5::dense2D<double> e, m6(6, 2), m3(3, 2), m5(5, 2), m31(3, 1), B(6, 2), B1(6, 1);
+    EXPECT_EQ(cw::metrics_iso_to_aniso3d(h, m3), -2);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, m31), -2);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(tq5::dense1D<double>(), e), 0);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, B1, m3), -2);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, m5, m3), -2);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(h, B, m31), -3);
+    EXPECT_EQ(cw::metrics_iso_to_aniso2d(tq5::dense1D<double>(), e, e), 0);
+    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m5, B, m3), -1);
+    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m6, B1, m3), -2);
+    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(m6, B, m31), -3);
+    EXPECT_EQ(cw::metrics_aniso3d_to_aniso2d(e, e, m31), 0);
 }
 
 }  // namespace

@@ -1,9 +1,14 @@
-// Tensors for the metric tests: packed access, tensors built from chosen
-// eigen pairs, and random ones from a fixed seed.
+// Helpers of the metric tests: packed access, small matrices written column
+// by column, and the random tensors of the examples' helpers.
 #pragma once
 
-#include <cmath>
-#include <random>
+#include <cstddef>
+#include <initializer_list>
+#include <utility>
+
+#include <tq5/containers/dense2D.hpp>
+
+#include "random_metrics.hpp"
 
 namespace metric_testing {
 
@@ -21,49 +26,45 @@ double times(const double* m, const double* v, int i) {
     return s;
 }
 
-// Random orthonormal basis in the columns of q (N x N, column-major).
+// a . b for N values.
 template <int N>
-void random_rotation(std::mt19937& rng, double* q) {
-    std::normal_distribution<double> g;
-    for (int k = 0; k < N; ++k) {
-        for (;;) {
-            for (int i = 0; i < N; ++i) q[k * N + i] = g(rng);
-            for (int p = 0; p < k; ++p) {
-                double d = 0;
-                for (int i = 0; i < N; ++i) d += q[k * N + i] * q[p * N + i];
-                for (int i = 0; i < N; ++i) q[k * N + i] -= d * q[p * N + i];
-            }
-            double nn = 0;
-            for (int i = 0; i < N; ++i) nn += q[k * N + i] * q[k * N + i];
-            if (nn < 1e-6) continue;
-            for (int i = 0; i < N; ++i) q[k * N + i] /= std::sqrt(nn);
-            break;
-        }
-    }
+double dot(const double* a, const double* b) {
+    double s = 0;
+    for (int i = 0; i < N; ++i) s += a[i] * b[i];
+    return s;
 }
 
-// Packed tensor sum of l[k] q_k q_kT.
+// uT M u.
 template <int N>
-void from_eigen(const double* l, const double* q, double* m) {
-    for (int j = 0; j < N; ++j)
-        for (int i = 0; i <= j; ++i) {
-            double s = 0;
-            for (int k = 0; k < N; ++k) s += l[k] * q[k * N + i] * q[k * N + j];
-            m[i + j * (j + 1) / 2] = s;
-        }
+double form(const double* m, const double* u) {
+    double s = 0;
+    for (int i = 0; i < N; ++i) s += u[i] * times<N>(m, u, i);
+    return s;
 }
 
-// Random metric: random axes, sizes log-uniform in [hlo, hhi].
-template <int N>
-void random_metric(std::mt19937& rng, double hlo, double hhi, double* m) {
-    std::uniform_real_distribution<double> u(std::log(hlo), std::log(hhi));
-    double q[N * N], l[N];
-    random_rotation<N>(rng, q);
-    for (int k = 0; k < N; ++k) {
-        const double h = std::exp(u(rng));
-        l[k] = 1 / (h * h);
-    }
-    from_eigen<N>(l, q, m);
+// A vector of the given values.
+template <class T>
+tq5::dense1D<T> values(std::initializer_list<T> v) {
+    tq5::dense1D<T> r;
+    for (T x : v) r.push_back(x);
+    return r;
 }
+
+// Rows of `rows` entries, given column by column.
+template <class T>
+tq5::dense2D<T> columns(std::size_t rows, std::initializer_list<std::initializer_list<T>> cols) {
+    tq5::dense2D<T> m(rows, cols.size());
+    std::size_t c = 0;
+    for (auto& col : cols) {
+        std::size_t r = 0;
+        for (T x : col) m(r++, c) = x;
+        ++c;
+    }
+    return m;
+}
+
+using tq5::examples::random_metric;
+using tq5::examples::random_rotation;
+using tq5::examples::tensor_from_eigen;
 
 }  // namespace metric_testing
