@@ -10,6 +10,8 @@
 // - An n x n matrix is n*n doubles in column-major order.
 // - Nothing allocates, nothing keeps state: every function is reentrant.
 // - Outputs may be the same storage as inputs where a function says so.
+// Dispatch on the row counts of fields and the views of fields at the nodes
+// are in metric_field.hpp; edge extraction is in edge_list.hpp.
 #pragma once
 
 #include <cfloat>
@@ -514,7 +516,7 @@ inline edge_ends edge_ends_of(const double* pi, const double* pj, const double* 
     double d[N];
     for (int k = 0; k < N; ++k) d[k] = pj[k] - pi[k];
     const double qa = quadratic_form<N>(mi, d), qb = quadratic_form<N>(mj, d);
-    if (!(qa > 0) || !(qb > 0)) return {std::sqrt(qa), std::sqrt(qb), 0.0};
+    if (!(qa > 0) || !(qb > 0)) return {0.0, 0.0, 0.0};  // only the zero length is read then
     const double la = std::sqrt(qa), lb = std::sqrt(qb);
     return {la, lb, inverse_log_mean(la, lb) * la * lb};
 }
