@@ -13,3 +13,13 @@
 #include <tq5/cellworks/core/indices.hpp>
 
 #include <tq5/cellworks/connectivity/neighbors.hpp>
+
+#include <tq5/cellworks/metrics/lapack.hpp>
+#include <tq5/cellworks/metrics/eigen.hpp>
+#include <tq5/cellworks/metrics/validity.hpp>
+#include <tq5/cellworks/metrics/bounds.hpp>
+#include <tq5/cellworks/metrics/min_max.hpp>
+#include <tq5/cellworks/metrics/conversion.hpp>
+#include <tq5/cellworks/metrics/edges.hpp>
+#include <tq5/cellworks/metrics/edge_quality.hpp>
+#include <tq5/cellworks/metrics/shock.hpp>
