@@ -12,3 +12,4 @@
 #include <tq5/cellworks/core/histogram.hpp>
 
 #include <tq5/cellworks/connectivity/neighbors.hpp>
+#include <tq5/cellworks/connectivity/boundaries.hpp>
