@@ -14,3 +14,4 @@
 #include <tq5/cellworks/connectivity/neighbors.hpp>
 #include <tq5/cellworks/connectivity/boundaries.hpp>
 #include <tq5/cellworks/connectivity/node_graph.hpp>
+#include <tq5/cellworks/connectivity/subdomains.hpp>
