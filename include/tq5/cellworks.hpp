@@ -15,3 +15,4 @@
 #include <tq5/cellworks/connectivity/boundaries.hpp>
 #include <tq5/cellworks/connectivity/node_graph.hpp>
 #include <tq5/cellworks/connectivity/subdomains.hpp>
+#include <tq5/cellworks/connectivity/element_ordering.hpp>
