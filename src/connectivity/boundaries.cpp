@@ -11,20 +11,39 @@ namespace {
 
 using detail::local_entities;
 
+// Whether one of N entries is NO_INDEX; without a branch, so that the compiler
+// compares whole vectors.
+template <std::size_t N>
+inline bool any_unlinked(const unsigned* p) noexcept {
+    unsigned hit = 0;
+    for (std::size_t i = 0; i < N; ++i) hit |= p[i] == NO_INDEX;
+    return hit != 0;
+}
+
 // Walks the local entities of all elements in order and hands each one taken to
 // `append`: every entity, or with a neighbour matrix those without a neighbour.
 // After a failed append the walk ends with the current element.
 template <class Kind, class Append>
 int walk_entities(const dense2D<unsigned>& connect, const dense2D<unsigned>* neighbors, Append&& append) {
+    constexpr unsigned E = Kind::entities;
+    constexpr std::size_t G = 16;  // elements skipped at once when all are linked
     const unsigned* cd = connect.data();
     const std::size_t cld = connect.ld(), ncols = connect.cols();
     const unsigned* nd = neighbors ? neighbors->data() : nullptr;
     const std::size_t nld = neighbors ? neighbors->ld() : 0;
     bool failed = false;
     for (std::size_t e = 0; e < ncols && !failed; ++e) {
+        const unsigned* across = nd ? nd + e * nld : nullptr;
+        if (across) {
+            // Most elements of a mesh lie inside: skip them a run at a time.
+            if (nld == E && e + G <= ncols && !any_unlinked<G * E>(across)) {
+                e += G - 1;
+                continue;
+            }
+            if (!any_unlinked<E>(across)) continue;
+        }
         const unsigned* col = cd + e * cld;
         const local_entities& k = Kind::of(col);
-        const unsigned* across = nd ? nd + e * nld : nullptr;
         for (unsigned i = 0; i < k.count; ++i)
             if ((!across || across[i] == NO_INDEX) && !append(col, k, e, i)) failed = true;
     }

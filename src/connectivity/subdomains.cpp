@@ -10,6 +10,14 @@ namespace cellworks {
 
 namespace {
 
+inline void prefetch(const void* p) noexcept {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
 // Breadth-first walk over all elements, seeding each part with the lowest
 // element not yet visited. `elements`, reserved for all of them, is its own
 // queue: an element is appended when first met and its neighbours are read when
@@ -29,18 +37,22 @@ int visit(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elements, dense
     const unsigned* nd = neighbors.data();
     const std::size_t rows = neighbors.rows(), ld = neighbors.ld();
     auto seen = [bits](std::size_t e) { return (bits[e >> 5] >> (e & 31)) & 1u; };
-    auto take = [&](std::size_t e, std::size_t& size) {
-        bits[e >> 5] |= 1u << (e & 31);
-        queue[size++] = unsigned(e);
-    };
     std::size_t size = 0;
     for (std::size_t seed = 0; size < n; ++seed) {
         if (seen(seed)) continue;
-        take(seed, size);
+        bits[seed >> 5] |= 1u << (seed & 31);
+        queue[size++] = unsigned(seed);
         for (std::size_t head = size - 1; head < size; ++head) {
+            // The column a few places ahead is fetched while this one is read.
+            if (head + 16 < size) prefetch(nd + queue[head + 16] * ld);
             const unsigned* across = nd + queue[head] * ld;
-            for (std::size_t r = 0; r < rows; ++r)
-                if (across[r] < n && !seen(across[r])) take(across[r], size);
+            for (std::size_t r = 0; r < rows; ++r) {
+                const unsigned x = across[r];
+                if (x < n && !seen(x)) {
+                    bits[x >> 5] |= 1u << (x & 31);
+                    queue[size++] = x;
+                }
+            }
         }
         indices.push_back(unsigned(size));
     }
@@ -48,24 +60,36 @@ int visit(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elements, dense
     return 0;
 }
 
-// The columns of `src` in the order of `order`, into `dst` (ld = rows); entries
-// below the size of `map` go through it. A column beyond `src` comes out NO_INDEX.
-bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order, const dense1D<unsigned>* map,
+// The columns of `src` in the order of `order`, into `dst` (ld = rows); with a
+// map, entries below its size go through it. A column beyond `src` comes out
+// NO_INDEX. Columns are fetched a few places ahead.
+template <bool Mapped>
+bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order, const dense1D<unsigned>& map,
             dense2D<unsigned>& dst) {
     const std::size_t rows = src.rows(), ld = src.ld(), n = order.size(), cols = src.cols();
     if (!dst.resize(rows, n)) return false;
     const unsigned* s = src.data();
     const unsigned* o = order.data();
-    const unsigned* m = map ? map->data() : nullptr;
-    const std::size_t msize = map ? map->size() : 0;
+    const unsigned* m = map.data();
+    const std::size_t msize = Mapped ? map.size() : 0;
     unsigned* d = dst.data();
     for (std::size_t k = 0; k < n; ++k, d += rows) {
+        if (k + 16 < n && o[k + 16] < cols) prefetch(s + o[k + 16] * ld);
         if (o[k] >= cols) {
             std::fill(d, d + rows, NO_INDEX);
             continue;
         }
         const unsigned* col = s + o[k] * ld;
-        for (std::size_t r = 0; r < rows; ++r) d[r] = col[r] < msize ? m[col[r]] : col[r];
+        for (std::size_t r = 0; r < rows; ++r) {
+            const unsigned v = col[r];
+            if (!Mapped) {
+                d[r] = v;
+                continue;
+            }
+            // Masks and not a branch: the gaps of a neighbour matrix fall anywhere.
+            const unsigned keep = 0u - unsigned(v >= msize);
+            d[r] = (m[v & ~keep] & ~keep) | (v & keep);
+        }
     }
     return true;
 }
@@ -93,11 +117,11 @@ int get_subdomains(dense2D<unsigned>& connect, dense2D<unsigned>& neighbors, den
         // inverse[old column] = new column; it renumbers the links while they are gathered.
         dense1D<unsigned> inverse;
         dense2D<unsigned> new_connect, new_neighbors;
-        if (inverse.resize(connect.cols(), NO_INDEX) && gather(connect, order, nullptr, new_connect)) {
+        if (inverse.resize(connect.cols(), NO_INDEX) && gather<false>(connect, order, inverse, new_connect)) {
             unsigned* inv = inverse.data();
             for (std::size_t k = 0; k < order.size(); ++k)
                 if (order[k] < inverse.size()) inv[order[k]] = unsigned(k);
-            if (gather(neighbors, order, &inverse, new_neighbors)) {
+            if (gather<true>(neighbors, order, inverse, new_neighbors)) {
                 connect.shallow_copy(new_connect);
                 neighbors.shallow_copy(new_neighbors);
                 return 0;

@@ -28,10 +28,15 @@ namespace cellworks {
 namespace detail {
 
 // Greatest entry of a run that is not NO_INDEX, or `m` if that is greater.
+// Adding 1 wraps NO_INDEX to 0, so that a plain maximum skips it; eight
+// independent maxima let the compiler use vector lanes.
 inline unsigned max_node(const unsigned* p, std::size_t n, unsigned m = 0) noexcept {
-    for (std::size_t i = 0; i < n; ++i)
-        if (p[i] != NO_INDEX && p[i] > m) m = p[i];
-    return m;
+    unsigned lane[8] = {m + 1, 0, 0, 0, 0, 0, 0, 0};
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8)
+        for (std::size_t k = 0; k < 8; ++k) lane[k] = std::max(lane[k], p[i + k] + 1u);
+    for (; i < n; ++i) lane[0] = std::max(lane[0], p[i] + 1u);
+    return *std::max_element(lane, lane + 8) - 1;
 }
 
 // Flat form of a connectivity: `offsets[e]` = e * rows for e up to #elements,
@@ -124,7 +129,8 @@ inline int nodes_of_nodes(const dense1D<unsigned>& offsets, const dense1D<unsign
     unsigned* ix = indices.data();
     ix[0] = 0;
 
-    // One walk for both passes: the first counts into `indices`, the second stores.
+    // One walk for both passes: the first counts into `indices`, the second
+    // stores. The marker of a node holds the number of the last node that met it.
     auto walk = [&](auto store, unsigned* out) -> std::size_t {
         std::fill(mk, mk + nn, NO_INDEX);
         std::size_t count = 0;
