@@ -6,10 +6,14 @@
 
 #include <tq5/cellworks/core/element_type.hpp>
 
+#include "detail/prefetch.hpp"
+
 namespace tq5 {
 namespace cellworks {
 
 namespace {
+
+using detail::prefetch;
 
 // Entries before the first NO_INDEX of a column of h rows; without a branch on
 // the entries, since the kinds of a mixed matrix follow no pattern.
@@ -17,14 +21,6 @@ inline unsigned valid_nodes(const unsigned* col, std::size_t h) noexcept {
     unsigned v = 0, run = 1;
     for (std::size_t r = 0; r < h; ++r) v += run &= col[r] != NO_INDEX;
     return v;
-}
-
-inline void prefetch(const void* p) noexcept {
-#if defined(__GNUC__) || defined(__clang__)
-    __builtin_prefetch(p);
-#else
-    (void)p;
-#endif
 }
 
 inline void swap_columns(dense2D<unsigned>& m, std::size_t a, std::size_t b) noexcept {

@@ -5,18 +5,14 @@
 
 #include <tq5/cellworks/core/element_type.hpp>
 
+#include "detail/prefetch.hpp"
+
 namespace tq5 {
 namespace cellworks {
 
 namespace {
 
-inline void prefetch(const void* p) noexcept {
-#if defined(__GNUC__) || defined(__clang__)
-    __builtin_prefetch(p);
-#else
-    (void)p;
-#endif
-}
+using detail::prefetch;
 
 // Breadth-first walk over all elements, seeding each part with the lowest
 // element not yet visited. `elements`, reserved for all of them, is its own
