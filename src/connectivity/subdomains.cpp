@@ -67,7 +67,8 @@ bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order, const 
     const unsigned* s = src.data();
     const unsigned* o = order.data();
     const unsigned* m = map.data();
-    const std::size_t msize = Mapped ? map.size() : 0;
+    const std::size_t msize = map.size();
+    const bool mapped = Mapped && msize > 0;
     unsigned* d = dst.data();
     for (std::size_t k = 0; k < n; ++k, d += rows) {
         if (k + 16 < n && o[k + 16] < cols) prefetch(s + o[k + 16] * ld);
@@ -78,7 +79,7 @@ bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order, const 
         const unsigned* col = s + o[k] * ld;
         for (std::size_t r = 0; r < rows; ++r) {
             const unsigned v = col[r];
-            if (!Mapped) {
+            if (!mapped) {
                 d[r] = v;
                 continue;
             }
