@@ -117,7 +117,7 @@ int main(int argc, char** argv) {
     const std::size_t ne = f.tets.cols(), nm = f.mixed.cols();
 
     // Outputs live across iterations, so that later calls write in place.
-    static tq5::dense1D<unsigned> idx, vals, ids;
+    static tq5::dense1D<unsigned> idx, vals;
     static tq5::dense2D<unsigned> faces, c, nb, cm, nbm;
     auto node_graph = [&] { return cw::get_node_graph(f.tets, idx, vals); };
     node_graph();
