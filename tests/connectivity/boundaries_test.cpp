@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <random>
+
+#include <tq5/cellworks.hpp>
+
+#include "block_mesh.hpp"
+#include "mesh_test_support.hpp"
+
+namespace cw = tq5::cellworks;
+using namespace cwtest;
+
+namespace {
+
+tq5::dense2D<unsigned> no_links(std::size_t rows, std::size_t cols) { return tq5::dense2D<unsigned>(rows, cols, NO); }
+
+TEST(Boundaries, HandExamples) {
+    const auto tri = columns(3, {10, 11, 12});
+    tq5::dense2D<unsigned> faces = columns(2, {7, 8}), quad_faces, pyra_faces;
+    tq5::dense1D<unsigned> ids;
+    // Edge i lies opposite node i; the output is appended to, twice here.
+    for (int twice = 0; twice < 2; ++twice) ASSERT_EQ(cw::get_mesh_boundaries(tri, no_links(3, 1), cw::ET_TRIA3, faces), 0);
+    EXPECT_EQ(values(faces), (list{7, 8, 11, 12, 12, 10, 10, 11, 11, 12, 12, 10, 10, 11}));
+    ASSERT_EQ(cw::get_mesh_boundaries(columns(4, {10, 11, 12, 13}), no_links(4, 1), cw::ET_QUAD4, quad_faces), 0);
+    EXPECT_EQ(values(quad_faces), (list{10, 11, 11, 12, 12, 13, 13, 10}));
+    // A pyramid: triangles closed by NO_INDEX, then the base.
+    ASSERT_EQ(cw::get_element_boundaries(columns(5, {0, 1, 2, 3, 4}), cw::ET_PYRA5, pyra_faces), 0);
+    EXPECT_EQ(values(pyra_faces), (list{0, 4, 1, NO, 1, 4, 2, NO, 2, 4, 3, NO, 3, 4, 0, NO, 0, 1, 2, 3}));
+    // A triangle in column 5 of a mixed surface (columns 0-4 linked) is entities 20 to 22.
+    tq5::dense2D<unsigned> surf(4, 6, 9u), nb(4, 6, 5u);
+    surf(3, 5) = nb(0, 5) = nb(1, 5) = nb(2, 5) = nb(3, 5) = NO;
+    ASSERT_EQ(cw::get_mesh_bounding_elements(surf, nb, cw::ET_FACE_MIX, ids), 0);
+    EXPECT_EQ(values(ids), (list{20, 21, 22}));
+}
+
+// On every solid the faces close the element: each directed edge of the face
+// cycles comes once and its reverse once, and V - E + F = 2.
+TEST(Boundaries, FacesOfEverySolidCloseTheElement) {
+    const struct { cw::element_type type; tq5::dense2D<unsigned> c; } cases[] = {
+        {cw::ET_TETRA4, columns(4, {0, 1, 2, 3})},
+        {cw::ET_PYRA5, columns(5, {0, 1, 2, 3, 4})},
+        {cw::ET_PENTA6, columns(6, {0, 1, 2, 3, 4, 5})},
+        {cw::ET_HEXA8, columns(8, {0, 1, 2, 3, 4, 5, 6, 7})},
+        {cw::ET_SOLID_MIX, columns(8, {0, 1, 2, 3, NO, NO, NO, NO, 0, 1, 2, 3, 4, NO, NO, NO, 0, 1, 2, 3, 4, 5,
+                                       NO, NO, 0, 1, 2, 3, 4, 5, 6, 7})},
+    };
+    for (const auto& k : cases)
+        for (std::size_t c = 0; c < k.c.cols(); ++c) {
+            tq5::dense2D<unsigned> f;
+            ASSERT_EQ(cw::get_element_boundaries(k.c.sub_matrix(0, c, k.c.rows(), 1), k.type, f), 0);
+            std::map<std::pair<unsigned, unsigned>, int> edges;
+            for (std::size_t j = 0; j < f.cols(); ++j) {
+                const std::size_t n = f.rows() == 3 || f(3, j) == NO ? 3 : 4;
+                for (std::size_t i = 0; i < n; ++i) ++edges[{f(i, j), f((i + 1) % n, j)}];
+            }
+            for (const auto& [e, uses] : edges) EXPECT_TRUE(uses == 1 && edges.count({e.second, e.first})) << k.type;
+            const std::size_t nodes = k.c.rows() - std::count(&k.c(0, c), &k.c(0, c) + k.c.rows(), NO);
+            EXPECT_EQ(nodes + f.cols(), 2 + edges.size() / 2) << k.type;
+        }
+}
+
+TEST(Boundaries, CodesComeInTheirStatedOrder) {
+    const auto tets = columns(4, {0, 1, 2, 3}), hexa = columns(8, {0, 1, 2, 3, 4, 5, 6, 7});
+    tq5::dense2D<unsigned> faces, three_rows = columns(3, {1, 2, 3});
+    tq5::dense1D<unsigned> ids;
+    const auto nb4 = no_links(4, 1), nb6 = no_links(6, 1);
+    const struct { int want, got; } cases[] = {
+        {0, cw::get_element_boundaries(tq5::dense2D<unsigned>(), cw::ET_TRIA6, faces)},  // empty first
+        {-1, cw::get_element_boundaries(columns(4, {0, NO, 1, 2}), cw::ET_FACE_MIX, faces)},
+        {-2, cw::get_element_boundaries(columns(6, {0, 1, 2, 3, 4, 5}), cw::ET_TRIA6, faces)},
+        {-1, cw::get_element_boundaries(columns(4, {0, 1, 2, 3}), cw::ET_SOLID_MIX, faces)},  // valid, not 8 rows
+        {-2, cw::get_element_boundaries(hexa, cw::ET_HEXA8, three_rows)},
+        {-1, cw::get_mesh_boundaries(columns(3, {0, 1, 2}), nb4, cw::ET_TETRA4, faces)},
+        {-2, cw::get_mesh_boundaries(tets, nb6, cw::ET_TETRA4, faces)},
+        {-2, cw::get_mesh_boundaries(tets, no_links(4, 2), cw::ET_TETRA4, faces)},
+        {-2, cw::get_mesh_boundaries(hexa, nb6, cw::ET_HEXA20, faces)},
+        {-3, cw::get_mesh_boundaries(hexa, nb6, cw::ET_HEXA8, three_rows)},
+        {0, cw::get_mesh_boundaries(hexa, nb6, cw::ET_HEXA8, faces = tq5::dense2D<unsigned>(3, 0))},
+        {-2, cw::get_mesh_bounding_elements(tets, nb6, cw::ET_TETRA4, ids)},
+        {-2, cw::get_mesh_bounding_elements(tets, nb4, cw::ET_QUAD8, ids)},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
+    EXPECT_EQ(values(three_rows), (list{1, 2, 3}));
+    EXPECT_EQ(faces.rows(), 4u);  // the empty 3 x 0 output took the hexahedron's faces
+    EXPECT_EQ(faces.cols(), 6u);
+}
+
+TEST(Boundaries, FailedAppendKeepsWhatWasAppended) {
+    tq5::dense2D<unsigned> hexa, all, faces;
+    ASSERT_TRUE(tq5::examples::block_hexa(3, 2, 2, hexa));
+    const auto nb = no_links(6, hexa.cols());
+    ASSERT_EQ(cw::get_element_boundaries(hexa, cw::ET_HEXA8, all), 0);
+    const list want = values(all);
+    int failures = 0;
+    with_each_allocation_failing([&] { faces.clear(); return cw::get_mesh_boundaries(hexa, nb, cw::ET_HEXA8, faces); },
+                                 [&] {
+                                     const list got = values(faces);  // a strict prefix
+                                     EXPECT_TRUE(got.size() < want.size() && std::equal(got.begin(), got.end(), want.begin()));
+                                 }, &failures);
+    EXPECT_GT(failures, 2);
+    EXPECT_EQ(values(faces), want);
+}
+
+// A structured block against a brute-force count of the faces used once.
+TEST(Boundaries, BoundaryOfABlockIsTheFacesUsedOnce) {
+    tq5::dense2D<unsigned> tets, nb, skin, all;
+    tq5::dense1D<unsigned> ids;
+    ASSERT_TRUE(tq5::examples::block_tetra(11, 10, 9, tets));  // 5940 tetrahedra, not a multiple of 16
+    ASSERT_EQ(cw::get_neighbors(tets, cw::ET_TETRA4, false, nb), 0);
+    ASSERT_EQ(cw::get_element_boundaries(tets, cw::ET_TETRA4, all), 0);
+    ASSERT_EQ(cw::get_mesh_boundaries(tets, nb, cw::ET_TETRA4, skin), 0);
+    ASSERT_EQ(cw::get_mesh_bounding_elements(tets, nb, cw::ET_TETRA4, ids), 0);
+    std::map<std::array<unsigned, 3>, int> uses;
+    for (std::size_t e = 0; e < tets.cols(); ++e)
+        for (unsigned skip = 0; skip < 4; ++skip) {
+            std::array<unsigned, 3> f{};
+            for (unsigned r = 0, w = 0; r < 4; ++r)
+                if (r != skip) f[w++] = tets(r, e);
+            std::sort(f.begin(), f.end());
+            ++uses[f];
+        }
+    ASSERT_EQ(std::count_if(uses.begin(), uses.end(), [](auto& u) { return u.second == 1; }),
+              2 * 2 * (11 * 10 + 10 * 9 + 11 * 9));
+    ASSERT_EQ(skin.cols(), 2u * 2 * (11 * 10 + 10 * 9 + 11 * 9));
+    ASSERT_EQ(ids.size(), skin.cols());
+    EXPECT_EQ(all.cols(), 4 * tets.cols());
+    for (std::size_t f = 0; f < skin.cols(); ++f) {
+        std::array<unsigned, 3> s{skin(0, f), skin(1, f), skin(2, f)};
+        std::sort(s.begin(), s.end());
+        EXPECT_EQ(uses[s]--, 1);  // each face used once, and met once
+        EXPECT_EQ(values(skin.sub_matrix(0, f, 3, 1)), values(all.sub_matrix(0, ids[f], 3, 1)));
+    }
+    // Gaps anywhere in the neighbour matrix: exactly the unlinked slots, in order.
+    std::mt19937 rng(5);
+    for (int g = 0; g < 300; ++g) nb(rng() % 4, rng() % nb.cols()) = NO;
+    list want;
+    for (unsigned e = 0; e < nb.cols(); ++e)
+        for (unsigned i = 0; i < 4; ++i)
+            if (nb(i, e) == NO) want.push_back(4 * e + i);
+    ids.clear();
+    ASSERT_EQ(cw::get_mesh_bounding_elements(tets, nb, cw::ET_TETRA4, ids), 0);
+    EXPECT_EQ(values(ids), want);
+}
+
+}  // namespace
