@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <new>
 
-#include <tq5/cellworks/core/check_IDs.hpp>
 
 #include "detail/faces.hpp"
 
@@ -18,55 +17,31 @@ using u64 = std::uint64_t;
 
 constexpr u64 ALL_ONES = ~u64(0);
 
-// How two faces of a kind are compared.
+// How two faces of a kind are compared: a bar's end node, an edge in either
+// direction, or a cycle in either direction. In ET_PYRA5 and ET_HEXA8 a
+// triangle is compared as a 4-cycle closed by NO_INDEX; in ET_PENTA6 and
+// ET_SOLID_MIX as a triangle, never equal to a quadrangle.
 enum class match { node, edge, cycle, cycle_all_words, cycle_tri_or_quad };
 
-// What differs between the nine element kinds: rows, entities per column, key
-// words per face, the comparison, and the entity table of a column.
-struct bar2_kind {
-    static constexpr unsigned rows = 2, entities = 2, words = 1;
-    static constexpr match how = match::node;
-    static const local_entities& of(const unsigned*) noexcept { return detail::bar2_ends; }
+template <class Kind>
+struct face_match {
+    static constexpr match how = Kind::words == 1 ? match::node : Kind::words == 2 ? match::edge : match::cycle;
 };
-struct tria3_kind {
-    static constexpr unsigned rows = 3, entities = 3, words = 2;
-    static constexpr match how = match::edge;
-    static const local_entities& of(const unsigned*) noexcept { return detail::tria_edges; }
-};
-struct quad4_kind {
-    static constexpr unsigned rows = 4, entities = 4, words = 2;
-    static constexpr match how = match::edge;
-    static const local_entities& of(const unsigned*) noexcept { return detail::quad_edges; }
-};
-struct face_mix_kind {
-    static constexpr unsigned rows = 4, entities = 4, words = 2;
-    static constexpr match how = match::edge;
-    static const local_entities& of(const unsigned* c) noexcept { return detail::face_mix_kind(c); }
-};
-struct tetra4_kind {
-    static constexpr unsigned rows = 4, entities = 4, words = 3;
-    static constexpr match how = match::cycle;
-    static const local_entities& of(const unsigned*) noexcept { return detail::tetra_face; }
-};
-struct pyra5_kind {
-    static constexpr unsigned rows = 5, entities = 5, words = 4;
+template <>
+struct face_match<detail::linear_kind<ET_PYRA5>> {
     static constexpr match how = match::cycle_all_words;
-    static const local_entities& of(const unsigned*) noexcept { return detail::pyra_face; }
 };
-struct penta6_kind {
-    static constexpr unsigned rows = 6, entities = 5, words = 4;
-    static constexpr match how = match::cycle_tri_or_quad;
-    static const local_entities& of(const unsigned*) noexcept { return detail::penta_face; }
-};
-struct hexa8_kind {
-    static constexpr unsigned rows = 8, entities = 6, words = 4;
+template <>
+struct face_match<detail::linear_kind<ET_HEXA8>> {
     static constexpr match how = match::cycle_all_words;
-    static const local_entities& of(const unsigned*) noexcept { return detail::hexa_face; }
 };
-struct solid_mix_kind {
-    static constexpr unsigned rows = 8, entities = 6, words = 4;
+template <>
+struct face_match<detail::linear_kind<ET_PENTA6>> {
     static constexpr match how = match::cycle_tri_or_quad;
-    static const local_entities& of(const unsigned* c) noexcept { return detail::solid_mix_kind(c); }
+};
+template <>
+struct face_match<detail::linear_kind<ET_SOLID_MIX>> {
+    static constexpr match how = match::cycle_tri_or_quad;
 };
 
 template <unsigned W>
@@ -225,7 +200,7 @@ void pair_chain(Chain& ch, bool link_non_manifold, const Slots& slot) noexcept {
         auto last = a;
         for (auto p = ch.next(a); p != Chain::END; p = ch.next(p)) {
             const u64 vb = ch.value(p);
-            if (vb == ALL_ONES || !same_face<Kind::how>(fa, ch.face(p, sb))) continue;
+            if (vb == ALL_ONES || !same_face<face_match<Kind>::how>(fa, ch.face(p, sb))) continue;
             if (link_non_manifold) {
                 slot[va] = Slots::element(vb);
                 slot[vb] = Slots::element(va);
@@ -251,7 +226,6 @@ void pair_chain(Chain& ch, bool link_non_manifold, const Slots& slot) noexcept {
 template <class Kind>
 int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense2D<unsigned>& neighbors) {
     constexpr unsigned E = Kind::entities, W = Kind::words;
-    if (connect.rows() != Kind::rows) return -1;
     const std::size_t ncols = connect.cols();
     if (!neighbors.resize(E, ncols, NO_INDEX)) return ERR_ALLOC;
 
@@ -324,21 +298,9 @@ int get_neighbors(const dense2D<unsigned>& connect, element_type type, bool link
                   dense2D<unsigned>& neighbors) noexcept {
     try {
         neighbors.clear();
-        if (connect.empty()) return 0;
-        if (type == ET_FACE_MIX && connect.rows() == 3) type = ET_TRIA3;
-        if (!check_IDs(connect, type, NO_INDEX)) return -1;
-        switch (type) {
-            case ET_BAR2: return neighbors_of<bar2_kind>(connect, link_non_manifold, neighbors);
-            case ET_TRIA3: return neighbors_of<tria3_kind>(connect, link_non_manifold, neighbors);
-            case ET_QUAD4: return neighbors_of<quad4_kind>(connect, link_non_manifold, neighbors);
-            case ET_FACE_MIX: return neighbors_of<face_mix_kind>(connect, link_non_manifold, neighbors);
-            case ET_TETRA4: return neighbors_of<tetra4_kind>(connect, link_non_manifold, neighbors);
-            case ET_PYRA5: return neighbors_of<pyra5_kind>(connect, link_non_manifold, neighbors);
-            case ET_PENTA6: return neighbors_of<penta6_kind>(connect, link_non_manifold, neighbors);
-            case ET_HEXA8: return neighbors_of<hexa8_kind>(connect, link_non_manifold, neighbors);
-            case ET_SOLID_MIX: return neighbors_of<solid_mix_kind>(connect, link_non_manifold, neighbors);
-            default: return -2;
-        }
+        return detail::with_linear_kind(connect, type, [&](auto kind) {
+            return neighbors_of<decltype(kind)>(connect, link_non_manifold, neighbors);
+        });
     } catch (const std::bad_alloc&) {
         return ERR_ALLOC;
     }
