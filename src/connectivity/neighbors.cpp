@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <new>
 
-
 #include "detail/faces.hpp"
 
 namespace tq5 {
