@@ -13,6 +13,10 @@
 #include <tq5/cellworks/core/indices.hpp>
 
 #include <tq5/cellworks/connectivity/neighbors.hpp>
+#include <tq5/cellworks/connectivity/boundaries.hpp>
+#include <tq5/cellworks/connectivity/node_graph.hpp>
+#include <tq5/cellworks/connectivity/subdomains.hpp>
+#include <tq5/cellworks/connectivity/element_ordering.hpp>
 
 #include <tq5/cellworks/metrics/lapack.hpp>
 #include <tq5/cellworks/metrics/eigen.hpp>

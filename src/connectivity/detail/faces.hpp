@@ -5,7 +5,9 @@
 
 #include <cstddef>
 
+#include <tq5/cellworks/core/check_IDs.hpp>
 #include <tq5/cellworks/core/element_type.hpp>
+#include <tq5/containers/dense2D.hpp>
 
 namespace tq5 {
 namespace cellworks {
@@ -19,13 +21,13 @@ struct local_entities {
     unsigned char node[6][4];  // positions in the column
 };
 
-constexpr local_entities bar2_ends = {2, {1, 1}, {{1}, {0}}};
-constexpr local_entities tria_edges = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
-constexpr local_entities quad_edges = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
-constexpr local_entities tetra_face = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
-constexpr local_entities pyra_face = {5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
-constexpr local_entities penta_face = {5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
-constexpr local_entities hexa_face = {6, {4, 4, 4, 4, 4, 4},
+inline constexpr local_entities bar2_ends = {2, {1, 1}, {{1}, {0}}};
+inline constexpr local_entities tria_edges = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
+inline constexpr local_entities quad_edges = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
+inline constexpr local_entities tetra_face = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
+inline constexpr local_entities pyra_face = {5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
+inline constexpr local_entities penta_face = {5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
+inline constexpr local_entities hexa_face = {6, {4, 4, 4, 4, 4, 4},
                                       {{0, 3, 7, 4}, {1, 5, 6, 2}, {0, 4, 5, 1}, {3, 2, 6, 7}, {0, 1, 2, 3}, {4, 7, 6, 5}}};
 
 // The linear kind of one column of a mixed matrix (ld-stepped column pointer).
@@ -64,6 +66,58 @@ inline int compare_cycles(const unsigned* a, const unsigned* b, unsigned n) noex
     for (unsigned k = 1; k < n; ++k)
         if (a[(ia + k) % n] != b[(ib + n - k) % n]) return 0;
     return -1;
+}
+
+// What differs between the nine linear kinds, for the tools that walk local
+// entities: connectivity rows, entities per column (the rows of a neighbour
+// matrix), words of a face (1 to 4; a triangle in 4 words is closed by
+// NO_INDEX), and the entity table of one column.
+template <element_type T> struct linear_kind;
+template <unsigned Rows, unsigned Entities, unsigned Words, const local_entities& Table>
+struct fixed_linear_kind {
+    static constexpr unsigned rows = Rows, entities = Entities, words = Words;
+    static const local_entities& of(const unsigned*) noexcept { return Table; }
+};
+template <> struct linear_kind<ET_BAR2> : fixed_linear_kind<2, 2, 1, bar2_ends> {};
+template <> struct linear_kind<ET_TRIA3> : fixed_linear_kind<3, 3, 2, tria_edges> {};
+template <> struct linear_kind<ET_QUAD4> : fixed_linear_kind<4, 4, 2, quad_edges> {};
+template <> struct linear_kind<ET_TETRA4> : fixed_linear_kind<4, 4, 3, tetra_face> {};
+template <> struct linear_kind<ET_PYRA5> : fixed_linear_kind<5, 5, 4, pyra_face> {};
+template <> struct linear_kind<ET_PENTA6> : fixed_linear_kind<6, 5, 4, penta_face> {};
+template <> struct linear_kind<ET_HEXA8> : fixed_linear_kind<8, 6, 4, hexa_face> {};
+template <> struct linear_kind<ET_FACE_MIX> {
+    static constexpr unsigned rows = 4, entities = 4, words = 2;
+    static const local_entities& of(const unsigned* col) noexcept { return face_mix_kind(col); }
+};
+template <> struct linear_kind<ET_SOLID_MIX> {
+    static constexpr unsigned rows = 8, entities = 6, words = 4;
+    static const local_entities& of(const unsigned* col) noexcept { return solid_mix_kind(col); }
+};
+
+// The front of the tools on local entities: an empty connectivity gives 0 at
+// once; a 3-row ET_FACE_MIX is taken as ET_TRIA3; a connectivity that fails the
+// shape check, or has not the rows of its kind, gives -1; a kind without a
+// table (all quadratic ones) gives -2. Otherwise returns `f(linear_kind<T>{})`.
+template <class F>
+int with_linear_kind(const dense2D<unsigned>& connect, element_type type, F&& f) {
+    if (connect.empty()) return 0;
+    if (type == ET_FACE_MIX && connect.rows() == 3) type = ET_TRIA3;
+    if (!check_IDs(connect, type, NO_INDEX)) return -1;
+    auto run = [&](auto kind) -> int {
+        return connect.rows() == decltype(kind)::rows ? f(kind) : -1;
+    };
+    switch (type) {
+        case ET_BAR2: return run(linear_kind<ET_BAR2>{});
+        case ET_TRIA3: return run(linear_kind<ET_TRIA3>{});
+        case ET_QUAD4: return run(linear_kind<ET_QUAD4>{});
+        case ET_FACE_MIX: return run(linear_kind<ET_FACE_MIX>{});
+        case ET_TETRA4: return run(linear_kind<ET_TETRA4>{});
+        case ET_PYRA5: return run(linear_kind<ET_PYRA5>{});
+        case ET_PENTA6: return run(linear_kind<ET_PENTA6>{});
+        case ET_HEXA8: return run(linear_kind<ET_HEXA8>{});
+        case ET_SOLID_MIX: return run(linear_kind<ET_SOLID_MIX>{});
+        default: return -2;
+    }
 }
 
 }  // namespace detail

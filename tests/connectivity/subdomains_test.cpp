@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include <tq5/cellworks.hpp>
+
+#include "block_mesh.hpp"
+#include "mesh_test_support.hpp"
+
+namespace cw = tq5::cellworks;
+using namespace cwtest;
+
+namespace {
+
+struct parts {
+    list elements, indices;
+    bool operator==(const parts& o) const { return elements == o.elements && indices == o.indices; }
+};
+
+parts visit(const tq5::dense2D<unsigned>& nb) {
+    tq5::dense1D<unsigned> e, i;
+    EXPECT_EQ(cw::get_subdomains(nb, e, i), 0);
+    return {values(e), values(i)};
+}
+
+TEST(Subdomains, HandExamples) {
+    EXPECT_EQ(visit(columns(2, {NO, NO, NO, NO, NO, NO})), (parts{{0, 1, 2}, {0, 1, 2, 3}}));
+    EXPECT_EQ(visit(columns(3, {NO, 1, NO, 0, NO, NO, NO, NO, NO})), (parts{{0, 1, 2}, {0, 2, 3}}));
+    EXPECT_EQ(visit(tq5::dense2D<unsigned>()), (parts{{}, {0}}));
+    EXPECT_EQ(visit(tq5::dense2D<unsigned>(0, 4)), (parts{{}, {0}}));
+    // A ring of six quadrangles linked through slots 1 (next) and 3 (previous):
+    // the walk leaves element 0 both ways in turn.
+    tq5::dense2D<unsigned> ring(4, 6, NO);
+    for (unsigned e = 0; e < 6; ++e) ring(1, e) = (e + 1) % 6, ring(3, e) = (e + 5) % 6;
+    EXPECT_EQ(visit(ring), (parts{{0, 1, 5, 2, 4, 3}, {0, 6}}));
+    // Slot order decides, not element numbers; a self link and a repeated link change nothing.
+    EXPECT_EQ(visit(columns(3, {2, 1, 0, 0, 0, NO, 0, NO, 2})), (parts{{0, 2, 1}, {0, 3}}));
+}
+
+TEST(Subdomains, ReorderingMovesColumnsAndRenumbersLinks) {
+    // Triangles 0 and 2 share the edge (1, 2); triangle 1 is alone.
+    auto tris = columns(3, {0, 1, 2, 5, 6, 7, 3, 2, 1});
+    auto nb = columns(3, {2, NO, NO, NO, NO, NO, 0, NO, NO});
+    const tq5::dense2D<unsigned> old_view = tris;
+    tq5::dense1D<unsigned> idx;
+    ASSERT_EQ(cw::get_subdomains(tris, nb, idx), 0);
+    EXPECT_EQ(values(idx), (list{0, 2, 3}));
+    EXPECT_EQ(values(tris), (list{0, 1, 2, 3, 2, 1, 5, 6, 7}));
+    EXPECT_EQ(values(nb), (list{1, NO, NO, 0, NO, NO, NO, NO, NO}));
+    EXPECT_EQ(values(old_view), (list{0, 1, 2, 5, 6, 7, 3, 2, 1}));  // storage replaced, old views keep the old order
+    tq5::dense2D<unsigned> empty_nb;
+    ASSERT_EQ(cw::get_subdomains(tris, empty_nb, idx), 0);
+    EXPECT_EQ(values(idx), (list{0}));
+    EXPECT_EQ(tris.cols(), 3u);
+}
+
+TEST(Subdomains, FailedAllocations) {
+    tq5::dense2D<unsigned> hexa, nb;
+    ASSERT_TRUE(tq5::examples::block_hexa(3, 3, 2, hexa));
+    ASSERT_EQ(cw::get_neighbors(hexa, cw::ET_HEXA8, false, nb), 0);
+    tq5::dense1D<unsigned> e(2, 1u), i(2, 1u);
+    with_each_allocation_failing([&] { return cw::get_subdomains(nb, e, i); },
+                                 [&] { EXPECT_TRUE(e.empty() && i.empty()); });
+    EXPECT_EQ((parts{values(e), values(i)}), visit(nb));
+
+    // Reordering: a failure before it changes nothing, a failure during it clears both matrices.
+    tq5::dense2D<unsigned> c, n, want_c, want_n;
+    ASSERT_TRUE(want_c.copy(hexa) && want_n.copy(nb));
+    ASSERT_EQ(cw::get_subdomains(want_c, want_n, i), 0);
+    long budget = 0;
+    for (;; ++budget) {
+        ASSERT_TRUE(c.copy(hexa) && n.copy(nb));
+        tq5::testing::fail_allocations_after(budget);
+        const int rc = cw::get_subdomains(c, n, i);
+        tq5::testing::fail_allocations_after(-1);
+        if (rc == 0) break;
+        ASSERT_EQ(rc, cw::ERR_ALLOC);
+        EXPECT_TRUE(i.empty());
+        EXPECT_TRUE((c.cols() == 0 && n.cols() == 0) || (values(c) == values(hexa) && values(n) == values(nb)));
+    }
+    EXPECT_GE(budget, 5);
+    EXPECT_EQ(values(c), values(want_c));
+    EXPECT_EQ(values(n), values(want_n));
+}
+
+// k disjoint blocks with their columns shuffled: k parts, each starting with its
+// lowest element; after reordering, the links equal those of the new mesh.
+TEST(Subdomains, DisjointBlocksGiveOnePartEach) {
+    const unsigned k = 5;
+    tq5::dense2D<unsigned> block, mesh, nb, fresh;
+    ASSERT_TRUE(tq5::examples::block_tetra(6, 5, 4, block));  // 720 tetrahedra, 210 nodes per block
+    std::vector<unsigned> order(k * block.cols());
+    for (unsigned i = 0; i < order.size(); ++i) order[i] = i;
+    std::shuffle(order.begin(), order.end(), std::mt19937(7));
+    ASSERT_TRUE(mesh.resize(4, order.size()));
+    for (unsigned j = 0; j < order.size(); ++j)
+        for (unsigned r = 0; r < 4; ++r) mesh(r, j) = block(r, order[j] % block.cols()) + 210 * (order[j] / block.cols());
+    ASSERT_EQ(cw::get_neighbors(mesh, cw::ET_TETRA4, false, nb), 0);
+    const parts p = visit(nb);
+    ASSERT_EQ(p.indices.size(), k + 1);
+    for (unsigned s = 0; s < k; ++s) {
+        const auto first = p.elements.begin() + p.indices[s], last = p.elements.begin() + p.indices[s + 1];
+        EXPECT_EQ(*first, *std::min_element(first, last));
+        EXPECT_EQ(last - first, std::ptrdiff_t(block.cols()));
+        for (auto e = first; e != last; ++e) EXPECT_EQ(order[*e] / block.cols(), order[*first] / block.cols());
+    }
+    tq5::dense1D<unsigned> idx;
+    ASSERT_EQ(cw::get_subdomains(mesh, nb, idx), 0);
+    EXPECT_EQ(values(idx), p.indices);
+    ASSERT_EQ(cw::get_neighbors(mesh, cw::ET_TETRA4, false, fresh), 0);
+    EXPECT_EQ(values(nb), values(fresh));
+}
+
+}  // namespace
