@@ -62,6 +62,24 @@ TEST(EdgeShockAndVariation, LinearSizeGivesExpAndSlope) {
     EXPECT_EQ(d::edge_variation<2>(p, p, 1.0, 3.0), DBL_MAX);
 }
 
+TEST(EdgeShockAndVariation, VariationWithoutTheMetricLengthIsBitForBitTheSame) {
+    // Sizes and tensors from ordinary to extreme, where the metric length
+    // underflows, overflows or is undefined.
+    const double p[2] = {0, 0}, q[2] = {3, 4};
+    const double h[] = {1, 3, 1e-300, 1e300, 0, -2, 5e-324, DBL_MAX, NAN};
+    for (double hi : h)
+        for (double hj : h) {
+            const double full = d::edge_rate(d::edge_ends_of<2>(p, q, hi, hj), hi == hj, d::variation_rate);
+            const double v = d::edge_variation<2>(p, q, hi, hj);
+            EXPECT_TRUE(v == full || (std::isnan(v) && std::isnan(full))) << hi << " " << hj;
+            double mi[3] = {hi, 0, hi}, mj[3] = {hj, hj / 4, hj};
+            const double tfull =
+                d::edge_rate(d::edge_ends_of<2>(p, q, mi, mj), d::same_tensor<2>(mi, mj), d::variation_rate);
+            const double t = d::edge_variation<2>(p, q, mi, mj);
+            EXPECT_TRUE(t == tfull || (std::isnan(t) && std::isnan(tfull))) << hi << " " << hj;
+        }
+}
+
 TEST(InterpolateMetric, LinearInTheSize) {
     double a[6], b[6], m[6];
     d::isotropic_metric<3>(1, a);

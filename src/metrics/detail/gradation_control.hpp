@@ -20,6 +20,8 @@
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include <tq5/cellworks/core/element_type.hpp>
@@ -48,6 +50,15 @@ struct queue_entry {
 };
 static_assert(sizeof(queue_entry) == 16, "queue entries are 16 bytes");
 
+/// Asks for the cache line of p ahead of its use.
+inline void prefetch(const void* p) noexcept {
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
 /// The key of a measure: capped in double, then narrowed, so that DBL_MAX and
 /// infinity order first.
 inline float queue_key(double q) noexcept { return static_cast<float>(q < FLT_MAX ? q : FLT_MAX); }
@@ -56,34 +67,45 @@ inline float queue_key(double q) noexcept { return static_cast<float>(q < FLT_MA
 /// pushed entry stays under its parent; a pop walks the hole to the bottom,
 /// taking the right child unless the left one's key is greater, and sifts the
 /// last entry up from there. Stale entries are the caller's business.
+///
+/// Entry i of the heap is a_[i], and a_ lies in its block so that the two
+/// children of an entry share half a 64-byte line and its four grandchildren
+/// one whole line: a pop meets one line per level, and asks for the lines
+/// three levels below the hole's children ahead of time.
 class entry_heap {
 public:
     bool empty() const noexcept { return count_ == 0; }
     std::size_t size() const noexcept { return count_; }
     /// Most entries held at once.
     std::size_t peak() const noexcept { return peak_; }
-    queue_entry* begin() noexcept { return store_.data(); }
-    queue_entry* end() noexcept { return store_.data() + count_; }
+    /// The entries, in heap order.
+    queue_entry* begin() noexcept { return a_; }
+    queue_entry* end() noexcept { return a_ + count_; }
 
     /// @return false when the array can't grow (the heap is unchanged).
     bool push(const queue_entry& e) noexcept {
-        if (count_ == store_.size() && !grow()) return false;
-        queue_entry* a = store_.data();
-        const std::size_t h = sift_up(a, count_++, e.key);
-        a[h] = e;
+        if (count_ == capacity_ && !grow()) return false;
+        const std::size_t h = sift_up(a_, count_++, e.key);
+        a_[h] = e;
         if (count_ > peak_) peak_ = count_;
         return true;
     }
 
     /// Removes and returns the entry of greatest key; the heap must not be empty.
     queue_entry pop() noexcept {
-        queue_entry* a = store_.data();
+        queue_entry* a = a_;
         const queue_entry top = a[0];
-        const queue_entry last = a[--count_];
-        if (count_ == 0) return top;
-        const std::size_t n = count_;
+        const std::size_t n = --count_;
+        if (n == 0) return top;
+        const queue_entry last = a[n];
         std::size_t h = 0;
         for (std::size_t l = 1; l < n; l = 2 * h + 1) {
+            if (8 * l + 19 < n) {  // the 16 entries three levels below the children
+                prefetch(a + 8 * l + 7);
+                prefetch(a + 8 * l + 11);
+                prefetch(a + 8 * l + 15);
+                prefetch(a + 8 * l + 19);
+            }
             const std::size_t c = l + 1 < n && !(a[l].key > a[l + 1].key) ? l + 1 : l;
             a[h] = a[c];
             h = c;
@@ -104,14 +126,26 @@ private:
         }
         return h;
     }
+    // Doubles the room (1024 entries at first) and places a_ 1 to 4 entries
+    // into the new block, with a_ + 3 on a 64-byte boundary.
     bool grow() noexcept {
-        const std::size_t n = store_.size();
-        if (n > std::size_t(-1) / 2) return false;
-        return store_.resize(n ? 2 * n : 1024);
+        if (capacity_ > std::size_t(-1) / 64) return false;
+        const std::size_t want = capacity_ ? 2 * capacity_ : 1024;
+        const std::size_t old_shift = a_ ? std::size_t(a_ - store_.data()) : 0;
+        if (!store_.resize(want + 4)) return false;
+        queue_entry* base = store_.data();
+        std::size_t shift = 1;
+        while ((reinterpret_cast<std::uintptr_t>(base + shift + 3) & 63) != 0) ++shift;
+        if (count_ != 0 && shift != old_shift)
+            std::memmove(static_cast<void*>(base + shift), base + old_shift, count_ * sizeof(queue_entry));
+        a_ = base + shift;
+        capacity_ = want;
+        return true;
     }
 
     dense1D<queue_entry> store_;
-    std::size_t count_ = 0, peak_ = 0;
+    queue_entry* a_ = nullptr;
+    std::size_t count_ = 0, capacity_ = 0, peak_ = 0;
 };
 
 // ---------------------------------------------------------------------------
@@ -146,6 +180,7 @@ struct size_values {
     double* h;
 
     double at(unsigned i) const noexcept { return h[i]; }
+    const double* where(unsigned i) const noexcept { return h + i; }
     static double view(const value& v) noexcept { return v; }
     void store(unsigned i, const value& v) const noexcept { h[i] = v; }
     void sizes_along(unsigned i, unsigned j, const double*, double, double& hi, double& hj) const noexcept {
@@ -174,6 +209,7 @@ struct tensor_values {
     std::size_t ld;
 
     const double* at(unsigned i) const noexcept { return m + i * ld; }
+    const double* where(unsigned i) const noexcept { return m + i * ld; }
     static const double* view(const value& v) noexcept { return v.m; }
     void store(unsigned i, const value& v) const noexcept {
         for (int k = 0; k < packed<N>; ++k) m[i * ld + k] = v.m[k];
@@ -256,6 +292,11 @@ public:
             const queue_entry e = heap_.pop();
             const unsigned i = e.node, j = e.target;
             if (stamp_[i] > e.stamp || (stamp_[j] > e.stamp && stamp_[j] != NO_INDEX)) continue;
+            // A change measures every edge of i: ask for the neighbours' data now.
+            for (std::size_t q = g_.indices[i], end = g_.indices[i + 1]; q < end; ++q) {
+                prefetch(pos_ + g_.nodes[q] * ld_);
+                prefetch(field_.where(g_.nodes[q]));
+            }
             std::size_t held = 0;
             if (any_held)
                 for (std::size_t q = g_.indices[i], end = g_.indices[i + 1]; q < end; ++q)
