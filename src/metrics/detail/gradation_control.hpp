@@ -152,12 +152,20 @@ private:
 // Measures
 
 /// Gradation: the shock of an edge; a limit g allows a size difference of
-/// log(1 + g) per unit length.
+/// log(1 + g) per unit length. `above` tells whether an edge's shock is above
+/// a threshold not below the limit, and skips the shock's logarithm and power
+/// where the end lengths alone show that it is not (`screen` of the limit).
 struct shock_measure {
     template <int N, class V>
     static double of(const double* pi, const double* pj, V a, V b) noexcept {
         return edge_shock<N>(pi, pj, a, b);
     }
+    template <int N, class V>
+    static bool above(const double* pi, const double* pj, V a, V b, double screen, double threshold,
+                      double& q) noexcept {
+        return edge_shock_above<N>(pi, pj, a, b, screen, threshold, q);
+    }
+    static double screen(double limit) noexcept { return shock_screen(limit); }
     static double slope(double limit) noexcept { return std::log1p(limit); }
 };
 
@@ -167,6 +175,12 @@ struct variation_measure {
     static double of(const double* pi, const double* pj, V a, V b) noexcept {
         return edge_variation<N>(pi, pj, a, b);
     }
+    template <int N, class V>
+    static bool above(const double* pi, const double* pj, V a, V b, double, double threshold, double& q) noexcept {
+        q = edge_variation<N>(pi, pj, a, b);
+        return q > threshold;
+    }
+    static double screen(double) noexcept { return 0; }
     static double slope(double limit) noexcept { return limit; }
 };
 
@@ -254,7 +268,8 @@ public:
     control_loop(const double* pos, std::size_t pos_ld, graph_view graph, unsigned* stamp, unsigned char* direction,
                  Field field, double limit)
         : pos_(pos), ld_(pos_ld), g_(graph), stamp_(stamp), dir_(direction), field_(field), limit_(limit),
-          threshold_(limit * GROWTH_LIMIT_SLACK), slope_(Measure::slope(limit)), huge_(std::sqrt(DBL_MAX)) {}
+          threshold_(limit * GROWTH_LIMIT_SLACK), slope_(Measure::slope(limit)), screen_(Measure::screen(limit)),
+          huge_(std::sqrt(DBL_MAX)) {}
 
     /// The highest value the change counter reaches before the stamps are
     /// renumbered; lowered only by tests.
@@ -281,8 +296,8 @@ public:
             if (stamp_[i] == NO_INDEX) continue;
             for (std::size_t q = g_.indices[i], end = g_.indices[i + 1]; q < end; ++q) {
                 const unsigned j = g_.nodes[q];
-                const double m = measure(i, j);
-                if (m > threshold_ && !heap_.push({queue_key(m), 0, i, j})) return ERR_ALLOC;
+                double m;
+                if (above(i, j, m) && !heap_.push({queue_key(m), 0, i, j})) return ERR_ALLOC;
             }
         }
 
@@ -309,8 +324,8 @@ public:
             stamp_[i] = ++counter;
             for (std::size_t q = g_.indices[i], end = g_.indices[i + 1]; q < end; ++q) {
                 const unsigned k = g_.nodes[q];
-                const double m = measure(i, k);
-                if (!(m > threshold_)) continue;
+                double m;
+                if (!above(i, k, m)) continue;
                 if (!heap_.push({queue_key(m), counter, i, k})) return ERR_ALLOC;
                 if (stamp_[k] != NO_INDEX && !heap_.push({queue_key(m), counter, k, i})) return ERR_ALLOC;
             }
@@ -443,8 +458,10 @@ public:
     }
 
 private:
-    double measure(unsigned i, unsigned j) const noexcept {
-        return Measure::template of<N>(pos_ + i * ld_, pos_ + j * ld_, field_.at(i), field_.at(j));
+    // Whether the edge (i, j) is queued: its measure m above the limit with slack.
+    bool above(unsigned i, unsigned j, double& m) const noexcept {
+        return Measure::template above<N>(pos_ + i * ld_, pos_ + j * ld_, field_.at(i), field_.at(j), screen_,
+                                          threshold_, m);
     }
 
     // Before the change counter would run into NO_INDEX: every live entry
@@ -468,7 +485,7 @@ private:
     unsigned* stamp_;
     unsigned char* dir_;
     Field field_;
-    double limit_, threshold_, slope_, huge_;
+    double limit_, threshold_, slope_, screen_, huge_;
     entry_heap heap_;
     dense1D<unsigned> held_;
 };

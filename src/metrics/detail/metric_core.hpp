@@ -605,6 +605,44 @@ inline double edge_shock(const double* pi, const double* pj, double hi, double h
     return edge_rate(edge_ends_of<N>(pi, pj, hi, hj), hi == hj, shock_rate);
 }
 
+/// The screen of `edge_shock_above` for a limit g: a little below log(1 + g),
+/// the largest variation whose shock expm1(variation) stays within g.
+inline double shock_screen(double limit) noexcept { return std::log1p(limit) * (1 - 1e-12) - 1e-15; }
+
+/// Whether `edge_shock` of an edge with end lengths la and lb is certainly not
+/// above the limit of `screen`. Its exact value is expm1 of the variation
+/// |la - lb| / (la lb); the computed one errs in that exponent by a few units
+/// of rounding times the variation, plus about 1e-16 / min(la, lb) from the
+/// ratio la / lb, and the margins here hold both many times over. False when
+/// it can't tell, also for every degenerate edge.
+inline bool shock_surely_within(double la, double lb, double screen) noexcept {
+    if (!well_inside(la) || !well_inside(lb)) return false;
+    const double lo = la < lb ? la : lb;
+    return variation_rate({la, lb, 0.0}) * (1 + 1e-12) + 1e-12 / lo < screen;
+}
+
+/// Whether `edge_shock` is above `threshold`, at least the limit of
+/// `screen`, with q set to it when it is; the shock (its logarithm and power)
+/// is computed only for an edge that `shock_surely_within` can't clear.
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj, double screen,
+                             double threshold, double& q) noexcept {
+    const edge_ends e = tensor_ends<N>(pi, pj, mi, mj);
+    if (shock_surely_within(e.la, e.lb, screen)) return false;
+    q = edge_rate(with_tensor_length(e), same_tensor<N>(mi, mj), shock_rate);
+    return q > threshold;
+}
+
+/// \overload With sizes at the two ends.
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen,
+                             double threshold, double& q) noexcept {
+    const double len = euclidean_length<N>(pi, pj);
+    if (shock_surely_within(len / hi, len / hj, screen)) return false;
+    q = edge_rate(size_ends(len, hi, hj), hi == hj, shock_rate);
+    return q > threshold;
+}
+
 /// Variation of an edge: the plain size difference along it per unit of
 /// Euclidean length, |hj - hi| / |d|, with the degenerate cases of `edge_shock`.
 template <int N>
