@@ -27,3 +27,4 @@
 #include <tq5/cellworks/metrics/edges.hpp>
 #include <tq5/cellworks/metrics/edge_quality.hpp>
 #include <tq5/cellworks/metrics/shock.hpp>
+#include <tq5/cellworks/metrics/gradation.hpp>

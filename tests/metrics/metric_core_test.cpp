@@ -3,6 +3,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <random>
 
 #include "metric_testing.hpp"
 #include "metrics/detail/metric_core.hpp"
@@ -60,6 +61,51 @@ TEST(EdgeShockAndVariation, LinearSizeGivesExpAndSlope) {
     EXPECT_EQ(d::edge_shock<2>(p, p, mi, mi), 0);
     EXPECT_EQ(d::edge_shock<2>(p, p, mi, mj), DBL_MAX);
     EXPECT_EQ(d::edge_variation<2>(p, p, 1.0, 3.0), DBL_MAX);
+}
+
+TEST(EdgeShockAndVariation, VariationWithoutTheMetricLengthIsBitForBitTheSame) {
+    // Sizes and tensors from ordinary to extreme, where the metric length
+    // underflows, overflows or is undefined.
+    const double p[2] = {0, 0}, q[2] = {3, 4};
+    const double h[] = {1, 3, 1e-300, 1e300, 0, -2, 5e-324, DBL_MAX, NAN};
+    for (double hi : h)
+        for (double hj : h) {
+            const double full = d::edge_rate(d::edge_ends_of<2>(p, q, hi, hj), hi == hj, d::variation_rate);
+            const double v = d::edge_variation<2>(p, q, hi, hj);
+            EXPECT_TRUE(v == full || (std::isnan(v) && std::isnan(full))) << hi << " " << hj;
+            double mi[3] = {hi, 0, hi}, mj[3] = {hj, hj / 4, hj};
+            const double tfull =
+                d::edge_rate(d::edge_ends_of<2>(p, q, mi, mj), d::same_tensor<2>(mi, mj), d::variation_rate);
+            const double t = d::edge_variation<2>(p, q, mi, mj);
+            EXPECT_TRUE(t == tfull || (std::isnan(t) && std::isnan(tfull))) << hi << " " << hj;
+        }
+}
+
+TEST(EdgeShockAndVariation, ShockScreenNeverClearsAnEdgeAboveTheLimit) {
+    // Edges whose slope lies within a relative 1e-6 of the limit's, and edges
+    // much shorter than their sizes, where the computed shock errs most.
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<double> u(-1, 1);
+    const double p[3] = {0, 0, 0};
+    int screened = 0;
+    for (double limit : {1e-6, 0.1, 1.0, 30.0})
+        for (int n = 0; n < 4000; ++n) {
+            const double len = std::exp(20 * u(rng)), hi = std::exp(10 * u(rng));
+            const double v = std::log1p(limit) * (1 + 1e-6 * u(rng)) * (n % 2 ? 1 : std::exp(-4 * (u(rng) + 1)));
+            const double hj = n % 3 ? hi + v * len : hi - v * len, e[3] = {len * 0.6, len * 0.8, 0};
+            const double threshold = limit * 1.000000000001;
+            double q = -1, mi[6], mj[6];
+            d::isotropic_metric<3>(hi, mi);
+            d::isotropic_metric<3>(hj, mj);
+            const double exact = d::edge_shock<3>(p, e, hi, hj), texact = d::edge_shock<3>(p, e, mi, mj);
+            const bool above = d::edge_shock_above<3>(p, e, hi, hj, d::shock_screen(limit), threshold, q);
+            ASSERT_EQ(above, exact > threshold) << limit << " " << len << " " << hi << " " << hj;
+            ASSERT_TRUE(!above || q == exact);
+            screened += q == -1;
+            q = -1;
+            ASSERT_EQ(d::edge_shock_above<3>(p, e, mi, mj, d::shock_screen(limit), threshold, q), texact > threshold);
+        }
+    EXPECT_GT(screened, 4000);  // most edges below the limit are cleared without the shock
 }
 
 TEST(InterpolateMetric, LinearInTheSize) {

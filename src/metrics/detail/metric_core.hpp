@@ -510,25 +510,49 @@ struct edge_ends {
     double la, lb, length;
 };
 
-// Edge between two points of N coordinates and two packed tensors.
+// Edge between two points of N coordinates and two packed tensors, its
+// metric length not yet set (0): la and lb, or all 0 when a quadratic form is
+// not > 0 (only the zero length is read then).
 template <int N>
-inline edge_ends edge_ends_of(const double* pi, const double* pj, const double* mi, const double* mj) noexcept {
+inline edge_ends tensor_ends(const double* pi, const double* pj, const double* mi, const double* mj) noexcept {
     double d[N];
     for (int k = 0; k < N; ++k) d[k] = pj[k] - pi[k];
     const double qa = quadratic_form<N>(mi, d), qb = quadratic_form<N>(mj, d);
-    if (!(qa > 0) || !(qb > 0)) return {0.0, 0.0, 0.0};  // only the zero length is read then
-    const double la = std::sqrt(qa), lb = std::sqrt(qb);
-    return {la, lb, inverse_log_mean(la, lb) * la * lb};
+    if (!(qa > 0) || !(qb > 0)) return {0.0, 0.0, 0.0};
+    return {std::sqrt(qa), std::sqrt(qb), 0.0};
 }
 
-// Edge between two points and two sizes.
+// The same with its metric length.
+inline edge_ends with_tensor_length(edge_ends e) noexcept {
+    if (e.la != 0) e.length = inverse_log_mean(e.la, e.lb) * e.la * e.lb;
+    return e;
+}
 template <int N>
-inline edge_ends edge_ends_of(const double* pi, const double* pj, double hi, double hj) noexcept {
+inline edge_ends edge_ends_of(const double* pi, const double* pj, const double* mi, const double* mj) noexcept {
+    return with_tensor_length(tensor_ends<N>(pi, pj, mi, mj));
+}
+
+// Euclidean length of the edge between two points of N coordinates.
+template <int N>
+inline double euclidean_length(const double* pi, const double* pj) noexcept {
     double dd = 0;
     for (int k = 0; k < N; ++k) dd += (pj[k] - pi[k]) * (pj[k] - pi[k]);
-    const double len = std::sqrt(dd);
+    return std::sqrt(dd);
+}
+
+// Edge of Euclidean length len between two sizes.
+inline edge_ends size_ends(double len, double hi, double hj) noexcept {
     return {len / hi, len / hj, inverse_log_mean(hi, hj) * len};
 }
+template <int N>
+inline edge_ends edge_ends_of(const double* pi, const double* pj, double hi, double hj) noexcept {
+    return size_ends(euclidean_length<N>(pi, pj), hi, hj);
+}
+
+// The metric length of an edge lies between la and lb. When both are far
+// inside the range of doubles it is neither 0 nor beyond DBL_MAX, so a rate
+// that reads only la and lb doesn't need it (nor its logarithm).
+inline bool well_inside(double x) noexcept { return x >= 0x1p-400 && x <= 0x1p400; }
 
 /// Metric length of the edge from pi to pj (N coordinates each) between the
 /// packed tensors mi and mj: the exact integral of 1/h(s) along the edge when
@@ -581,17 +605,59 @@ inline double edge_shock(const double* pi, const double* pj, double hi, double h
     return edge_rate(edge_ends_of<N>(pi, pj, hi, hj), hi == hj, shock_rate);
 }
 
+/// The screen of `edge_shock_above` for a limit g: a little below log(1 + g),
+/// the largest variation whose shock expm1(variation) stays within g.
+inline double shock_screen(double limit) noexcept { return std::log1p(limit) * (1 - 1e-12) - 1e-15; }
+
+/// Whether `edge_shock` of an edge with end lengths la and lb is certainly not
+/// above the limit of `screen`. Its exact value is expm1 of the variation
+/// |la - lb| / (la lb); the computed one errs in that exponent by a few units
+/// of rounding times the variation, plus about 1e-16 / min(la, lb) from the
+/// ratio la / lb, and the margins here hold both many times over. False when
+/// it can't tell, also for every degenerate edge.
+inline bool shock_surely_within(double la, double lb, double screen) noexcept {
+    if (!well_inside(la) || !well_inside(lb)) return false;
+    const double lo = la < lb ? la : lb;
+    return variation_rate({la, lb, 0.0}) * (1 + 1e-12) + 1e-12 / lo < screen;
+}
+
+/// Whether `edge_shock` is above `threshold`, at least the limit of
+/// `screen`, with q set to it when it is; the shock (its logarithm and power)
+/// is computed only for an edge that `shock_surely_within` can't clear.
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj, double screen,
+                             double threshold, double& q) noexcept {
+    const edge_ends e = tensor_ends<N>(pi, pj, mi, mj);
+    if (shock_surely_within(e.la, e.lb, screen)) return false;
+    q = edge_rate(with_tensor_length(e), same_tensor<N>(mi, mj), shock_rate);
+    return q > threshold;
+}
+
+/// \overload With sizes at the two ends.
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen,
+                             double threshold, double& q) noexcept {
+    const double len = euclidean_length<N>(pi, pj);
+    if (shock_surely_within(len / hi, len / hj, screen)) return false;
+    q = edge_rate(size_ends(len, hi, hj), hi == hj, shock_rate);
+    return q > threshold;
+}
+
 /// Variation of an edge: the plain size difference along it per unit of
 /// Euclidean length, |hj - hi| / |d|, with the degenerate cases of `edge_shock`.
 template <int N>
 inline double edge_variation(const double* pi, const double* pj, const double* mi, const double* mj) noexcept {
-    return edge_rate(edge_ends_of<N>(pi, pj, mi, mj), same_tensor<N>(mi, mj), variation_rate);
+    const edge_ends e = tensor_ends<N>(pi, pj, mi, mj);
+    if (well_inside(e.la) && well_inside(e.lb)) return variation_rate(e);
+    return edge_rate(with_tensor_length(e), same_tensor<N>(mi, mj), variation_rate);
 }
 
 /// \overload With sizes at the two ends.
 template <int N>
 inline double edge_variation(const double* pi, const double* pj, double hi, double hj) noexcept {
-    return edge_rate(edge_ends_of<N>(pi, pj, hi, hj), hi == hj, variation_rate);
+    const double len = euclidean_length<N>(pi, pj), la = len / hi, lb = len / hj;
+    if (well_inside(la) && well_inside(lb)) return variation_rate({la, lb, 0.0});
+    return edge_rate(size_ends(len, hi, hj), hi == hj, variation_rate);
 }
 
 }  // namespace detail
