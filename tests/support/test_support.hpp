@@ -3,6 +3,7 @@
 // allocation of a call in turn.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <initializer_list>
 #include <vector>
@@ -24,6 +25,12 @@ tq5::dense1D<T> vec(lit<T> entries) {
     tq5::dense1D<T> v(entries.size());
     std::size_t i = 0;
     for (T x : entries) v[i++] = x;
+    return v;
+}
+template <class T>
+tq5::dense1D<T> vec(const std::vector<T>& entries) {
+    tq5::dense1D<T> v(entries.size());
+    std::copy(entries.begin(), entries.end(), v.begin());
     return v;
 }
 
