@@ -1,18 +1,26 @@
-// Helpers shared by the unit tests: vectors and matrices from literals, views
-// with ld > rows, contents as std::vector, and a driver that fails each raw
-// allocation of a call in turn.
+// Included by every unit test: GoogleTest, the library, and the shared helpers
+// (vectors and matrices from literals, views with ld > rows, contents as
+// std::vector, and a driver that fails each raw allocation of a call in turn).
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <initializer_list>
+#include <limits>
 #include <vector>
 
 #include <tq5/cellworks.hpp>
 
+namespace cw = tq5::cellworks;
+
 namespace cwtest {
 
 constexpr unsigned NO = tq5::cellworks::NO_INDEX;
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 using list = std::vector<unsigned>;
 
 // Keeps T out of deduction, so that `columns(3, {0, 1, NO})` is unsigned and
@@ -20,19 +28,14 @@ using list = std::vector<unsigned>;
 template <class T> struct same { using type = T; };
 template <class T> using lit = std::initializer_list<typename same<T>::type>;
 
-template <class T = unsigned>
-tq5::dense1D<T> vec(lit<T> entries) {
-    tq5::dense1D<T> v(entries.size());
-    std::size_t i = 0;
-    for (T x : entries) v[i++] = x;
-    return v;
-}
 template <class T>
 tq5::dense1D<T> vec(const std::vector<T>& entries) {
     tq5::dense1D<T> v(entries.size());
     std::copy(entries.begin(), entries.end(), v.begin());
     return v;
 }
+template <class T = unsigned>
+tq5::dense1D<T> vec(lit<T> entries) { return vec(std::vector<T>(entries)); }
 
 // A matrix of `rows` rows from its entries given column by column (ld = rows).
 template <class T = unsigned>
@@ -74,11 +77,13 @@ std::vector<T> values(const tq5::dense2D<T>& m) {
 
 // Calls `run()` with the first 0, 1, 2, ... raw allocations allowed, until it
 // returns something other than ERR_ALLOC; `failed()` checks the state after each
-// failure. Returns the result of the first successful run; `failures` gets the
-// number of failed runs.
+// failure, `setup()` (not counted) prepares each run. Returns the result of the
+// first successful run; `failures` gets the number of failed runs.
 template <class Run, class Failed>
-int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr) {
+int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr,
+                                 const std::function<void()>& setup = nullptr) {
     for (long n = 0;; ++n) {
+        if (setup) setup();
         tq5::testing::fail_allocations_after(n);
         const int rc = run();
         tq5::testing::fail_allocations_after(-1);
