@@ -1,10 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <tq5/cellworks.hpp>
-
 #include "test_support.hpp"
 
-namespace cw = tq5::cellworks;
 using namespace cwtest;
 
 TEST(Version, IsTheReleaseString) { EXPECT_STREQ(cw::version(), "4.4.0.0"); }
