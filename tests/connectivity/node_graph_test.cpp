@@ -1,14 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <set>
 
-#include <tq5/cellworks.hpp>
-
 #include "block_mesh.hpp"
-#include "connectivity/detail/node_graph.hpp"
 #include "test_support.hpp"
 
-namespace cw = tq5::cellworks;
 using namespace cwtest;
 
 namespace {
@@ -38,15 +32,6 @@ TEST(NodeGraph, HandExamples) {
         EXPECT_EQ(run(f, tq5::dense2D<unsigned>(0, 5)), (graph{{0}, {}}));
         EXPECT_EQ(run(f, columns(2, {NO, NO})), (graph{{0, 0}, {}}));
     }
-    // The builders behind them take elements of any size through their offsets:
-    // a triangle, a quadrangle and an empty element.
-    tq5::dense1D<unsigned> ni, ne, gi, gn;
-    const auto offsets = vec({0, 3, 7, 7}), flat = vec({0, 1, 2, 2, 1, 3, 4});
-    ASSERT_EQ(cw::detail::elements_of_nodes(offsets, flat, ni, ne), 0);
-    EXPECT_EQ(graph(values(ni), values(ne)), (graph{{0, 1, 3, 5, 6, 7}, {0, 0, 1, 0, 1, 1, 1}}));
-    ASSERT_EQ(cw::detail::nodes_of_nodes(offsets, flat, ni, ne, gi, gn), 0);
-    EXPECT_EQ(graph(values(gi), values(gn)),
-              (graph{{0, 2, 6, 10, 13, 16}, {1, 2, 0, 2, 3, 4, 0, 1, 3, 4, 2, 1, 4, 2, 1, 3}}));
 }
 
 TEST(NodeGraph, AncestorsKeepTheLastElementAndRespectAPresizedVector) {
