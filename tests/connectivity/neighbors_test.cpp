@@ -8,8 +8,6 @@
 
 using namespace cwtest;
 
-namespace {
-
 // Hand cases; each connectivity is a padded view, so the walk must step by ld.
 TEST(GetNeighbors, HandCases) {
     const struct { const char* what; cw::element_type type; std::size_t rows; bool link; list elements, want; } cases[] = {
@@ -126,4 +124,3 @@ TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
     }
 }
 
-}  // namespace
