@@ -37,9 +37,10 @@ TEST(BoundMetric, ClampsEachEigenvalueOnItsAxisAndRepairsInvalidTensors) {
     tq5::symmetric_fixed<double, 3> B{{-1, 0, 0.5, 0, 0, 4}};
     ASSERT_EQ(cw::bound_metric(B, 1, 10), 1);
     EXPECT_TRUE(std::fabs(B[0] - 0.01) < 1e-15 && std::fabs(B[2] - 0.5) < 1e-15 && std::fabs(B[5] - 1) < 1e-15);
-    // Not decomposable: the isotropic tensor of hmin.
+    // Not decomposable: the isotropic tensor of hmin; a NaN eigenvalue is bounded from above.
     tq5::symmetric_fixed<double, 2> A{{INF, 0, 1}};
-    ASSERT_EQ(cw::bound_metric(A, 0.5, 10), 1);
+    tq5::symmetric_fixed<double, 3> C{{NaN, 0, 1, 0, 0, 1}};
+    ASSERT_TRUE(cw::bound_metric(A, 0.5, 10) == 1 && cw::bound_metric(C, 0.5, 10) == 1);
     EXPECT_TRUE(A[0] == 4 && A[1] == 0 && A[2] == 4);
 }
 

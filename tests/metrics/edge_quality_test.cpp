@@ -2,8 +2,6 @@
 
 #include "test_support.hpp"
 
-namespace {
-
 using namespace cwtest;
 
 TEST(EdgeQuality, LengthOverTheLogarithmicMeanSize) {
@@ -50,7 +48,7 @@ TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
         {cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, h, bad_excluded), -6},
         {cw::edge_qualities(pos, tria, cw::ET_TRIA3, short_sizes, h, none), -4},
         {cw::edge_qualities(pos4, t, t, one, sizes, h, none), 0},  // no block
-        {cw::edge_qualities(pos4, t, t + 1, one, sizes, h, none), -1},
+        {cw::edge_qualities(pos4, t, t + 1, two, sizes, h, none), -1},  // before the type count
         {cw::edge_qualities(pos, t, t + 1, two, sizes, h, none), -4},
         {cw::edge_qualities(pos, t + 1, t, one, sizes, h, none), -4},
         {cw::edge_qualities(pos, &far, &far + 1, one, sizes, h, none), -2},
@@ -72,4 +70,3 @@ TEST(EdgeQualities, TetrahedronWithIsotropicTensors) {
     EXPECT_NEAR(hist.mean(), 1 + std::sqrt(2.0), 1e-14);
 }
 
-}  // namespace

@@ -4,8 +4,6 @@
 #include "block_mesh.hpp"
 #include "test_support.hpp"
 
-namespace {
-
 using namespace cwtest;
 
 // One element numbered 0, 1, 2, ... of each type: its edge count, and only
@@ -82,4 +80,3 @@ TEST(CopyEdges, CodesAndStorageFailures) {
     EXPECT_EQ(values(edges), (list{7, 8}));
 }
 
-}  // namespace

@@ -32,8 +32,17 @@ TEST(MetricEdgeLength, IsTheIntegralOfTheInverseLinearSize) {
         EXPECT_NEAR(d::metric_edge_length<3>(p, q, mi, mj), want3, 1e-6 * want3);
     }
     EXPECT_EQ(d::metric_edge_length<2>(p, q, zero, zero), 0);
-    // Either side of r = 0.999 the branches of the mean agree to the series' truncation.
+    // The variation is the slope of the size, DBL_MAX between coincident nodes of different sizes.
+    double m1[6], m3[6];
+    d::isotropic_metric<3>(1, m1);
+    d::isotropic_metric<3>(3, m3);
+    EXPECT_TRUE(std::fabs(d::edge_variation<3>(p, q, 1.0, 3.0) - 2.0 / 3) < 1e-12 &&
+                std::fabs(d::edge_variation<3>(q, p, m3, m1) - 2.0 / 3) < 1e-12);
+    EXPECT_EQ(d::edge_variation<3>(p, p, 1.0, 3.0), DBL_MAX);
+    // Either side of r = 0.999 the branches of the mean agree to the series' truncation,
+    // and the series is exact to rounding at its end.
     EXPECT_NEAR(d::inverse_log_mean(0.998999999, 1), d::inverse_log_mean(0.999, 1), 1e-9);
+    EXPECT_NEAR(d::inverse_log_mean(1, 0.999), std::log(0.999) / (0.999 - 1), 1e-15);
     EXPECT_EQ(d::inverse_log_mean(0, 1), 0);
 }
 
