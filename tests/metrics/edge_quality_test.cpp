@@ -1,26 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-#include <tq5/cellworks.hpp>
+#include "test_support.hpp"
 
-#include "block_mesh.hpp"
-#include "metric_testing.hpp"
-
-namespace {
-
-namespace cw = tq5::cellworks;
-using metric_testing::columns;
-
-// The unit square in two triangles, sizes 1: four sides of length 1 and a
-// diagonal of sqrt(2).
-struct square {
-    tq5::dense2D<double> pos = columns<double>(2, {{0, 0}, {1, 0}, {1, 1}, {0, 1}});
-    tq5::dense2D<unsigned> tria = columns<unsigned>(3, {{0, 1, 2}, {0, 2, 3}}), none;
-    tq5::dense1D<double> sizes{4, 1.0};
-    tq5::dense2D<double> tensors = columns<double>(3, {{1, 0, 1}, {1, 0, 1}, {1, 0, 1}, {1, 0, 1}});
-    tq5::dense1D<int> one{1, cw::ET_TRIA3};
-};
+using namespace cwtest;
 
 TEST(EdgeQuality, LengthOverTheLogarithmicMeanSize) {
     double q = -1;
@@ -30,62 +12,61 @@ TEST(EdgeQuality, LengthOverTheLogarithmicMeanSize) {
     EXPECT_EQ(cw::edge_quality(1, 1, -1, q), -3);
 }
 
-TEST(EdgeQualities, EachEdgeOnceLessTheExcluded) {
-    square s;
-    tq5::misc::histogram a, b, c;
-    ASSERT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.tensors, a, s.none), 0);
-    ASSERT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.sizes, b, s.none), 0);
-    for (const auto* h : {&a, &b})
-        EXPECT_TRUE(h->count() == 5 && h->min() == 1 && std::fabs(h->max() - std::sqrt(2.0)) < 1e-15);
+// The unit square in two triangles, sizes 1: four sides of length 1 and a
+// diagonal of sqrt(2), each measured once, less the excluded.
+TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
+    const auto pos = columns<double>(2, {0, 0, 1, 0, 1, 1, 0, 1});
+    const tq5::dense2D<unsigned> tria = columns(3, {0, 1, 2, 0, 2, 3}), none, *t = &tria;
+    tq5::dense1D<double> sizes(4, 1.0);
+    auto tensors = columns<double>(3, {1, 0, 1, 1, 0, 1, 1, 0, 1, 1, 0, 1});
+    const tq5::dense1D<int> one(1, cw::ET_TRIA3), two(2, cw::ET_TRIA3);
+    tq5::misc::histogram a, b, c, d, e, h;
+    ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, tensors, a, none), 0);
+    ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, b, none), 0);
+    for (const auto* x : {&a, &b})
+        EXPECT_TRUE(x->count() == 5 && x->min() == 1 && std::fabs(x->max() - std::sqrt(2.0)) < 1e-15);
     // Excluded edges in either direction; all of them: no value, success.
-    ASSERT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.sizes, c, columns<unsigned>(2, {{2, 0}, {3, 2}})), 0);
+    ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, c, columns(2, {2, 0, 3, 2})), 0);
     EXPECT_TRUE(c.count() == 3 && c.max() == 1);
     tq5::dense2D<unsigned> all;
-    ASSERT_EQ(cw::copy_edges(s.tria, cw::ET_TRIA3, all), 0);
-    ASSERT_EQ(cw::edge_qualities(s.pos, &s.tria, &s.tria + 1, s.one, s.tensors, c, all), 0);
+    ASSERT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, all), 0);
+    ASSERT_EQ(cw::edge_qualities(pos, t, t + 1, one, tensors, c, all), 0);
     EXPECT_EQ(c.count(), 3u);
-}
-
-TEST(EdgeQualities, CodesOfTheOneTypeAndRangeForms) {
-    square s;
-    s.sizes[3] = 0;        // edges (0,3) and (2,3) can't be measured
-    s.tensors(2, 3) = -1;  // the same with tensors
-    tq5::misc::histogram a, b, h;
-    EXPECT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.sizes, a, s.none), -4);
-    EXPECT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.tensors, b, s.none), -4);
-    EXPECT_TRUE(a.count() == 3 && b.count() == 3);  // the walk goes on
+    // Edges (0,3) and (2,3) can't be measured: the walk goes on, and -4 (-5 for the range form).
+    sizes[3] = 0;
+    tensors(2, 3) = -1;
+    EXPECT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, d, none), -4);
+    EXPECT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, tensors, e, none), -4);
+    EXPECT_TRUE(d.count() == 3 && e.count() == 3);
     const tq5::dense2D<double> pos4(4, 4, 0.0);
-    const tq5::dense2D<unsigned> far = columns<unsigned>(3, {{0, 1, 9}}), bad_excluded(2, 1, 9u);
+    const tq5::dense2D<unsigned> far = columns(3, {0, 1, 9}), bad_excluded(2, 1, 9u);
     const tq5::dense1D<double> short_sizes(3, 1.0);
-    const tq5::dense1D<int> two(2, cw::ET_TRIA3);
-    EXPECT_EQ(cw::edge_qualities(pos4, s.tria, cw::ET_TRIA3, s.sizes, h, s.none), -1);
-    EXPECT_EQ(cw::edge_qualities(s.pos, far, cw::ET_TRIA3, s.sizes, h, s.none), -2);
-    EXPECT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_QUAD4, s.sizes, h, s.none), -2);
-    EXPECT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, s.sizes, h, bad_excluded), -6);
-    EXPECT_EQ(cw::edge_qualities(s.pos, s.tria, cw::ET_TRIA3, short_sizes, h, s.none), -4);
-    const tq5::dense2D<unsigned>* t = &s.tria;
-    EXPECT_EQ(cw::edge_qualities(pos4, t, t, s.one, s.sizes, h, s.none), 0);  // no block
-    EXPECT_EQ(cw::edge_qualities(pos4, t, t + 1, s.one, s.sizes, h, s.none), -1);
-    EXPECT_EQ(cw::edge_qualities(s.pos, t, t + 1, two, s.sizes, h, s.none), -4);
-    EXPECT_EQ(cw::edge_qualities(s.pos, t + 1, t, s.one, s.sizes, h, s.none), -4);
-    EXPECT_EQ(cw::edge_qualities(s.pos, &far, &far + 1, s.one, s.sizes, h, s.none), -2);
-    EXPECT_EQ(cw::edge_qualities(s.pos, t, t + 1, s.one, s.tensors, h, bad_excluded), -7);
-    EXPECT_EQ(cw::edge_qualities(s.pos, t, t + 1, s.one, short_sizes, h, s.none), -5);
-    EXPECT_EQ(cw::edge_qualities(s.pos, t, t + 1, s.one, s.sizes, h, s.none), -5);
+    const struct { int got, want; } cases[] = {
+        {cw::edge_qualities(pos4, tria, cw::ET_TRIA3, sizes, h, none), -1},
+        {cw::edge_qualities(pos, far, cw::ET_TRIA3, sizes, h, none), -2},
+        {cw::edge_qualities(pos, tria, cw::ET_QUAD4, sizes, h, none), -2},
+        {cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, h, bad_excluded), -6},
+        {cw::edge_qualities(pos, tria, cw::ET_TRIA3, short_sizes, h, none), -4},
+        {cw::edge_qualities(pos4, t, t, one, sizes, h, none), 0},  // no block
+        {cw::edge_qualities(pos4, t, t + 1, two, sizes, h, none), -1},  // before the type count
+        {cw::edge_qualities(pos, t, t + 1, two, sizes, h, none), -4},
+        {cw::edge_qualities(pos, t + 1, t, one, sizes, h, none), -4},
+        {cw::edge_qualities(pos, &far, &far + 1, one, sizes, h, none), -2},
+        {cw::edge_qualities(pos, t, t + 1, one, tensors, h, bad_excluded), -7},
+        {cw::edge_qualities(pos, t, t + 1, one, short_sizes, h, none), -5},
+        {cw::edge_qualities(pos, t, t + 1, one, sizes, h, none), -5},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
 }
 
-TEST(EdgeQualities, BlockOfTetrahedraWithIsotropicTensors) {
-    tq5::dense2D<double> pos, metrics;
-    tq5::dense2D<unsigned> tets, edges;
-    ASSERT_TRUE(tq5::examples::block_nodes(3, 3, 3, pos) && tq5::examples::block_tetra(3, 3, 3, tets));
-    ASSERT_EQ(cw::copy_edges(tets, cw::ET_TETRA4, edges), 0);
-    ASSERT_TRUE(metrics.resize(6, pos.cols()));
-    ASSERT_EQ(cw::metrics_iso_to_aniso3d(tq5::dense1D<double>(pos.cols(), 0.5), metrics), 0);
+// 3D: the unit tetrahedron with size 0.5: three edges of length 1, three of sqrt(2).
+TEST(EdgeQualities, TetrahedronWithIsotropicTensors) {
+    const auto pos = columns<double>(3, {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1});
+    tq5::dense2D<double> metrics(6, 4);
+    ASSERT_EQ(cw::metrics_iso_to_aniso3d(tq5::dense1D<double>(4, 0.5), metrics), 0);
     tq5::misc::histogram hist;
-    ASSERT_EQ(cw::edge_qualities(pos, tets, cw::ET_TETRA4, metrics, hist, tq5::dense2D<unsigned>()), 0);
-    EXPECT_EQ(hist.count(), edges.cols());
-    EXPECT_NEAR(hist.min(), 2, 1e-14);                   // lattice edges of length 1
-    EXPECT_NEAR(hist.max(), 2 * std::sqrt(3.0), 1e-14);  // the cell diagonals
+    ASSERT_EQ(cw::edge_qualities(pos, columns(4, {0, 1, 2, 3}), cw::ET_TETRA4, metrics, hist, {}), 0);
+    EXPECT_TRUE(hist.count() == 6 && std::fabs(hist.min() - 2) < 1e-14 && std::fabs(hist.max() - 2 * std::sqrt(2.0)) < 1e-14);
+    EXPECT_NEAR(hist.mean(), 1 + std::sqrt(2.0), 1e-14);
 }
 
-}  // namespace

@@ -1,20 +1,15 @@
-#include <gtest/gtest.h>
-
 #include <set>
 #include <utility>
 
-#include <tq5/cellworks.hpp>
-
 #include "block_mesh.hpp"
-#include "metric_testing.hpp"
+#include "test_support.hpp"
 
-namespace {
+using namespace cwtest;
 
-namespace cw = tq5::cellworks;
-using cw::NO_INDEX;
-const auto columns = &metric_testing::columns<unsigned>;
-
-TEST(CopyEdges, EdgeCountPerType) {
+// One element numbered 0, 1, 2, ... of each type: its edge count, and only
+// corner nodes (mid-side nodes take no part). ET_HEXA20 yields none, unlike
+// ET_HEXA8 and ET_HEXA27. Mixed columns go by their own table.
+TEST(CopyEdges, EdgesOfOneElementPerType) {
     const std::pair<cw::element_type, std::size_t> cases[] = {
         {cw::ET_BAR2, 1},   {cw::ET_BAR3, 1},    {cw::ET_TRIA3, 3},  {cw::ET_TRIA6, 3},  {cw::ET_QUAD4, 4},
         {cw::ET_QUAD8, 4},  {cw::ET_QUAD9, 4},   {cw::ET_TETRA4, 6}, {cw::ET_TETRA10, 6}, {cw::ET_PYRA5, 8},
@@ -27,32 +22,18 @@ TEST(CopyEdges, EdgeCountPerType) {
         EXPECT_EQ(edges.cols(), c.second) << c.first;
         for (std::size_t e = 0; e < edges.cols(); ++e) EXPECT_LT(edges(1, e), cw::corner_count(c.first));
     }
-    // Mixed kinds: each column by its own table.
-    const unsigned X = NO_INDEX;
     tq5::dense2D<unsigned> edges;
-    ASSERT_EQ(cw::copy_edges(columns(4, {{0, 1, 2, X}, {1, 3, 4, 2}}), cw::ET_FACE_MIX, edges), 0);
-    EXPECT_EQ(edges.cols(), 6u);  // the triangle and the quadrangle share (1, 2)
-    const std::size_t solid_counts[4] = {6, 8, 9, 12};
-    for (unsigned k = 0; k < 4; ++k) {
-        tq5::dense2D<unsigned> solid(8, 1, X);
-        for (unsigned r = 0; r < (k == 3 ? 8 : 4 + k); ++r) solid(r, 0) = r;
-        edges.clear();
-        ASSERT_EQ(cw::copy_edges(solid, cw::ET_SOLID_MIX, edges), 0);
-        EXPECT_EQ(edges.cols(), solid_counts[k]);
-    }
+    ASSERT_EQ(cw::copy_edges(padded(4, {0, 1, 2, NO, 1, 3, 4, 2}), cw::ET_FACE_MIX, edges), 0);
+    EXPECT_EQ(values(edges), (list{0, 1, 0, 2, 1, 2, 1, 3, 2, 4, 3, 4}));  // (1, 2) shared
+    edges.clear();  // a tetrahedron, a pyramid, a prism and a hexahedron without common nodes: 6 + 8 + 9 + 12
+    ASSERT_EQ(cw::copy_edges(columns(8, {0, 1, 2, 3, NO, NO, NO, NO, 10, 11, 12, 13, 14, NO, NO, NO, 20, 21, 22, 23,
+                                         24, 25, NO, NO, 30, 31, 32, 33, 34, 35, 36, 37}), cw::ET_SOLID_MIX, edges), 0);
+    EXPECT_EQ(edges.cols(), 35u);
 }
 
-TEST(CopyEdges, SharedEdgeOnceLowFirstSortedThenAppended) {
-    const auto tria = columns(3, {{0, 1, 2}, {1, 0, 3}});
-    tq5::dense2D<unsigned> edges;
-    ASSERT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, edges), 0);
-    ASSERT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, edges), 0);  // a second call appends them all again
-    const unsigned want[5][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}};
-    ASSERT_EQ(edges.cols(), 10u);
-    for (unsigned e = 0; e < 10; ++e) EXPECT_TRUE(edges(0, e) == want[e % 5][0] && edges(1, e) == want[e % 5][1]);
-}
-
-TEST(CopyEdges, BlocksMatchABruteForceSet) {
+// Two blocks, each of its own type, against a brute-force set of their edges;
+// a second call appends all the edges again.
+TEST(CopyEdges, BlocksMatchABruteForceSetAndAreAppended) {
     tq5::dense2D<unsigned> blocks[2], edges;
     ASSERT_TRUE(tq5::examples::block_tetra(4, 3, 5, blocks[0]) && tq5::examples::block_hexa(4, 3, 5, blocks[1]));
     const unsigned pairs[2][12][2] = {{{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}},
@@ -64,37 +45,38 @@ TEST(CopyEdges, BlocksMatchABruteForceSet) {
                 const unsigned i = blocks[b](pairs[b][k][0], c), j = blocks[b](pairs[b][k][1], c);
                 want.insert({std::min(i, j), std::max(i, j)});
             }
-    ASSERT_EQ(cw::copy_edges(blocks, blocks + 2, metric_testing::values<int>({cw::ET_TETRA4, cw::ET_HEXA8}), edges), 0);
-    ASSERT_EQ(edges.cols(), want.size());
+    const auto types = vec<int>({cw::ET_TETRA4, cw::ET_HEXA8});
+    ASSERT_EQ(cw::copy_edges(blocks, blocks + 2, types, edges), 0);
+    ASSERT_EQ(cw::copy_edges(blocks, blocks + 2, types, edges), 0);
+    ASSERT_EQ(edges.cols(), 2 * want.size());
     std::size_t e = 0;
-    for (const auto& p : want) EXPECT_TRUE(edges(0, e) == p.first && edges(1, e++) == p.second);
+    for (int twice = 0; twice < 2; ++twice)
+        for (const auto& p : want) EXPECT_TRUE(edges(0, e) == p.first && edges(1, e++) == p.second);
 }
 
-TEST(CopyEdges, Codes) {
-    const auto tria = columns(3, {{0, 1, 2}});
+TEST(CopyEdges, CodesAndStorageFailures) {
+    const auto tria = columns(3, {0, 1, 2, 1, 0, 3});
     tq5::dense2D<unsigned> edges, three_rows(3, 1, 0u), blocks[2] = {tria, tria};
-    EXPECT_EQ(cw::copy_edges(tq5::dense2D<unsigned>(), cw::ET_TRIA3, three_rows), 0);
-    EXPECT_EQ(cw::copy_edges(columns(2, {{0, 1}}), cw::ET_TRIA3, edges), -1);  // not the rows of the type
-    EXPECT_EQ(cw::copy_edges(columns(5, {{0, 1, 2, 3, 4}}), cw::ET_FACE_MIX, edges), -1);
-    EXPECT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, three_rows), -3);
-    tq5::dense1D<int> t(2, cw::ET_TRIA3), t1(1, cw::ET_TRIA3);
-    EXPECT_EQ(cw::copy_edges(blocks + 1, blocks, t, edges), -2);
-    EXPECT_EQ(cw::copy_edges(blocks, blocks + 2, t1, edges), -3);
-    EXPECT_EQ(cw::copy_edges(blocks, blocks + 2, t, three_rows), -4);
-    t[1] = cw::ET_QUAD4;
-    EXPECT_EQ(cw::copy_edges(blocks, blocks + 2, t, edges), -1);
+    const auto t = vec<int>({cw::ET_TRIA3, cw::ET_TRIA3}), t1 = vec<int>({cw::ET_TRIA3});
+    const auto tq = vec<int>({cw::ET_TRIA3, cw::ET_QUAD4});
+    const struct { int got, want; } cases[] = {
+        {cw::copy_edges(tq5::dense2D<unsigned>(), cw::ET_TRIA3, three_rows), 0},
+        {cw::copy_edges(columns(2, {0, 1}), cw::ET_TRIA3, edges), -1},  // not the rows of the type
+        {cw::copy_edges(columns(5, {0, 1, 2, 3, 4}), cw::ET_FACE_MIX, edges), -1},
+        {cw::copy_edges(tria, cw::ET_TRIA3, three_rows), -3},
+        {cw::copy_edges(blocks + 1, blocks, t, edges), -2},
+        {cw::copy_edges(blocks, blocks + 2, t1, edges), -3},
+        {cw::copy_edges(blocks, blocks + 2, t, three_rows), -4},
+        {cw::copy_edges(blocks, blocks + 2, tq, edges), -1},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
     EXPECT_TRUE(edges.empty());
-}
-
-TEST(CopyEdges, StorageFailures) {
-    const auto tria = columns(3, {{0, 1, 2}, {1, 0, 3}});
-    tq5::dense2D<unsigned> edges = columns(2, {{7, 8}});
+    edges = columns(2, {7, 8});
     tq5::testing::fail_allocations_after(1);  // the working list is obtained, the output can't grow
     EXPECT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, edges), cw::ERR_ALLOC);
     tq5::testing::fail_allocations_after(0);  // no working list: nothing found, and 0
     EXPECT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, edges), 0);
     tq5::testing::fail_allocations_after(-1);
-    EXPECT_TRUE(edges.cols() == 1 && edges(0, 0) == 7);
+    EXPECT_EQ(values(edges), (list{7, 8}));
 }
 
-}  // namespace
