@@ -20,8 +20,16 @@ namespace {
 
 namespace cw = tq5::cellworks;
 namespace d = tq5::cellworks::detail;
-using metric_testing::columns;
-using metric_testing::values;
+using cwtest::vec;
+
+// A matrix from its columns.
+template <class T>
+tq5::dense2D<T> columns(std::size_t rows, std::initializer_list<std::initializer_list<T>> cols) {
+    tq5::dense2D<T> m(rows, cols.size());
+    std::size_t j = 0;
+    for (const auto& c : cols) std::copy(c.begin(), c.end(), &m(0, j++));
+    return m;
+}
 using sizes_t = tq5::dense1D<double>;
 using tensors_t = tq5::dense2D<double>;
 
@@ -73,7 +81,7 @@ TEST(BoundMetricGradations, OneEdgeMovesOneEndAsTheDirectionAllows) {
     };
     for (const one_edge_case& k : cases) {
         SCOPED_TRACE(testing::Message() << k.f << " " << k.limit << " " << k.direction);
-        sizes_t h = values({1.0, 3.0});
+        sizes_t h = vec<double>({1.0, 3.0});
         tensors_t m2 = isotropic<2>(h), m3 = isotropic<3>(h);
         EXPECT_EQ(bound(k.f, edge_pos2, edge_bar, cw::ET_BAR2, none, true, k.direction, k.limit, h), k.result);
         EXPECT_EQ(bound(k.f, edge_pos2, edge_bar, cw::ET_BAR2, none, true, k.direction, k.limit, m2), k.result);
@@ -103,7 +111,7 @@ TEST(BoundMetricVariations, HeldNodesNeverChange) {
         {{1, cw::NO_INDEX}, true, 1, 2.5, 3},  // NO_INDEX is skipped
     };
     for (const held_case& k : cases) {
-        sizes_t h = values({1.0, 3.0});
+        sizes_t h = vec<double>({1.0, 3.0});
         tq5::dense1D<unsigned> hard;
         for (unsigned x : k.hard) hard.push_back(x);
         EXPECT_EQ(cw::bound_metric_variations(edge_pos2, edge_bar, cw::ET_BAR2, hard, k.hold, 0, 0.5, h), k.result);
@@ -117,18 +125,18 @@ TEST(BoundMetricVariations, FreeNodeBetweenIncompatibleHeldNodesTakesTheCompromi
     // (h - 1.5)^2 + (9.5 - h)^2 are least at h = 5.5.
     const tensors_t pos = columns<double>(2, {{0, 0}, {1, 0}, {2, 0}});
     const tq5::dense2D<unsigned> bars = columns<unsigned>(2, {{0, 1}, {1, 2}});
-    const tq5::dense1D<unsigned> ends = values({0u, 2u});
-    sizes_t h = values({1.0, 5.0, 10.0});
+    const tq5::dense1D<unsigned> ends = vec({0u, 2u});
+    sizes_t h = vec<double>({1.0, 5.0, 10.0});
     EXPECT_EQ(cw::bound_metric_variations(pos, bars, cw::ET_BAR2, ends, true, 0, 0.5, h), 1);
     EXPECT_NEAR(h[1], 5.5, 0.01);
-    h = values({1.0, 5.5, 10.0});  // already there: the search finds no fraction worth applying
+    h = vec<double>({1.0, 5.5, 10.0});  // already there: the search finds no fraction worth applying
     EXPECT_EQ(cw::bound_metric_variations(pos, bars, cw::ET_BAR2, ends, true, 0, 0.5, h), 0);
     EXPECT_EQ(h[1], 5.5);
 }
 
 TEST(BoundMetricGradations, CoincidentNodesWithDifferentTensorsAreLeftAlone) {
     const tensors_t pos = columns<double>(2, {{0, 0}, {0, 0}});
-    tensors_t m = isotropic<2>(values({1.0, 2.0})), before;
+    tensors_t m = isotropic<2>(vec<double>({1.0, 2.0})), before;
     before.copy(m);
     EXPECT_EQ(cw::bound_metric_gradations(pos, edge_bar, cw::ET_BAR2, none, true, 0, 0.1, m), 0);
     for (int r = 0; r < 3; ++r) EXPECT_EQ(m(r, 1), before(r, 1));
@@ -141,8 +149,8 @@ TEST(BoundMetricGradations, CodesInOrderFieldUntouched) {
         cw::element_type fe = cw::ET_BAR2;
         tq5::dense1D<unsigned> hard;
         double limit = 0.1;
-        sizes_t h = values({1.0, 3.0});
-        tensors_t m = isotropic<2>(values({1.0, 3.0}));
+        sizes_t h = vec<double>({1.0, 3.0});
+        tensors_t m = isotropic<2>(vec<double>({1.0, 3.0}));
         bool tensors = false;
     };
     const std::pair<std::function<void(args&)>, int> cases[] = {
@@ -150,11 +158,11 @@ TEST(BoundMetricGradations, CodesInOrderFieldUntouched) {
         {[](args& a) { a.pos = tensors_t(4, 2, 0.0); }, -1},
         {[](args& a) { a.c = columns<unsigned>(2, {{0, 2}}); }, -2},
         {[](args& a) { a.fe = cw::ET_TRIA3; }, -2},
-        {[](args& a) { a.hard = values({2u}), a.limit = -1; }, -4},
+        {[](args& a) { a.hard = vec({2u}), a.limit = -1; }, -4},
         {[](args& a) { a.limit = -1; }, -7},
         {[](args& a) { a.limit = NAN; }, -7},
-        {[](args& a) { a.h = values({1.0}); }, -8},
-        {[](args& a) { a.m = isotropic<3>(values({1.0, 3.0})), a.tensors = true; }, -8},
+        {[](args& a) { a.h = vec<double>({1.0}); }, -8},
+        {[](args& a) { a.m = isotropic<3>(vec<double>({1.0, 3.0})), a.tensors = true; }, -8},
     };
     for (const auto& k : cases) {
         args a;
