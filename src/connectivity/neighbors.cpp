@@ -269,9 +269,10 @@ int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense
     const u64* c = hash.cells.data();
     // Prefetch pipeline: the k-th cell of the chain AHEAD * (DEPTH - k) buckets
     // ahead (read from memory that the previous stage prefetched) brings in
-    // its connectivity column and the following cell.
-    constexpr u64 AHEAD = 8;
-    constexpr unsigned DEPTH = 3;
+    // its connectivity column and the following cell. Chains of the key's
+    // buckets run to about ten cells on structured meshes, hence the depth.
+    constexpr u64 AHEAD = 4;
+    constexpr unsigned DEPTH = 10;
     for (u64 b = 0; b < hash.buckets; ++b) {
         for (unsigned k = 0; k < DEPTH; ++k) {
             const u64 ahead = b + AHEAD * (DEPTH - k);
