@@ -1,6 +1,7 @@
 // Peer comparison: element neighbours of the 1M-tetrahedra block through the
 // visualization toolkit's static point-to-cell links plus face matching, and
-// through its per-cell neighbour query, beside get_neighbors in the same run.
+// through its per-cell neighbour query, beside get_neighbors in the same run;
+// and its node-to-cell links beside get_connected_elements.
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -95,6 +96,25 @@ void BM_peer_static_links_tetra(benchmark::State& state) {
     counters(state);
 }
 
+// Node to element lists: get_connected_elements against the peer's static links alone.
+void BM_get_connected_elements_tetra(benchmark::State& state) {
+    tq5::dense1D<unsigned> indices, elements;
+    for (auto _ : state) {
+        cw::get_connected_elements(data().tets, indices, elements);
+        benchmark::DoNotOptimize(elements.data());
+    }
+    counters(state);
+}
+
+void BM_peer_build_links_tetra(benchmark::State& state) {
+    for (auto _ : state) {
+        vtkNew<vtkStaticCellLinks> links;
+        links->BuildLinks(data().grid);
+        benchmark::DoNotOptimize(links->GetCells(0));
+    }
+    counters(state);
+}
+
 // The grid's own per-cell neighbour query, face by face.
 void BM_peer_get_cell_neighbors_tetra(benchmark::State& state) {
     meshes& m = data();
@@ -121,6 +141,8 @@ void BM_peer_get_cell_neighbors_tetra(benchmark::State& state) {
 
 BENCHMARK(BM_get_neighbors_tetra)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_peer_static_links_tetra)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_get_connected_elements_tetra)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_peer_build_links_tetra)->Unit(benchmark::kMillisecond)->MinTime(1.0);
 BENCHMARK(BM_peer_get_cell_neighbors_tetra)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 BENCHMARK_MAIN();
