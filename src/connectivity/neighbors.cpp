@@ -23,25 +23,15 @@ constexpr u64 ALL_ONES = ~u64(0);
 enum class match { node, edge, cycle, cycle_all_words, cycle_tri_or_quad };
 
 template <class Kind>
-struct face_match {
-    static constexpr match how = Kind::words == 1 ? match::node : Kind::words == 2 ? match::edge : match::cycle;
-};
+constexpr match face_match = Kind::words == 1 ? match::node : Kind::words == 2 ? match::edge : match::cycle;
 template <>
-struct face_match<detail::linear_kind<ET_PYRA5>> {
-    static constexpr match how = match::cycle_all_words;
-};
+constexpr match face_match<detail::linear_kind<ET_PYRA5>> = match::cycle_all_words;
 template <>
-struct face_match<detail::linear_kind<ET_HEXA8>> {
-    static constexpr match how = match::cycle_all_words;
-};
+constexpr match face_match<detail::linear_kind<ET_HEXA8>> = match::cycle_all_words;
 template <>
-struct face_match<detail::linear_kind<ET_PENTA6>> {
-    static constexpr match how = match::cycle_tri_or_quad;
-};
+constexpr match face_match<detail::linear_kind<ET_PENTA6>> = match::cycle_tri_or_quad;
 template <>
-struct face_match<detail::linear_kind<ET_SOLID_MIX>> {
-    static constexpr match how = match::cycle_tri_or_quad;
-};
+constexpr match face_match<detail::linear_kind<ET_SOLID_MIX>> = match::cycle_tri_or_quad;
 
 template <unsigned W>
 inline u64 face_key(const unsigned* w) noexcept {
@@ -199,7 +189,7 @@ void pair_chain(Chain& ch, bool link_non_manifold, const Slots& slot) noexcept {
         auto last = a;
         for (auto p = ch.next(a); p != Chain::END; p = ch.next(p)) {
             const u64 vb = ch.value(p);
-            if (vb == ALL_ONES || !same_face<face_match<Kind>::how>(fa, ch.face(p, sb))) continue;
+            if (vb == ALL_ONES || !same_face<face_match<Kind>>(fa, ch.face(p, sb))) continue;
             if (link_non_manifold) {
                 slot[va] = Slots::element(vb);
                 slot[vb] = Slots::element(va);
