@@ -42,6 +42,8 @@ namespace cellworks {
 ///   failed append to `group_sizes` or `group_ends` leaves it shorter.
 ///   -1 when `neighbors` is not empty and its column count differs from that of
 ///   `connect` (the second matrix is the faulty one); nothing is changed then.
+/// @note The three outputs must be distinct storage: views of one block
+///   (as made by `a = b = dense1D<unsigned>()`) overwrite each other.
 ///
 /// \code
 ///   tq5::dense1D<unsigned> sizes, ends, old_to_new;
