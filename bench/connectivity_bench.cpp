@@ -158,8 +158,8 @@ int main(int argc, char** argv) {
         nbm.copy(f.mixed_nb);
     };
     auto sort_one = [&] { return cw::sort_elfes(cm, sizes, ends, o2n); };
-    register_job({"sort_elfes", nm, bytes(f.mixed), bytes(f.mixed) + nm * sizeof(unsigned) + 32, restore_mixed,
-                  sort_one});
+    register_job(
+        {"sort_elfes", nm, bytes(f.mixed), bytes(f.mixed) + nm * sizeof(unsigned) + 32, restore_mixed, sort_one});
     auto sort_two = [&] { return cw::sort_elfes(cm, nbm, sizes, ends, o2n); };
     register_job({"sort_elfes+neighbors", nm, bytes(f.mixed) + bytes(f.mixed_nb),
                   bytes(f.mixed) + bytes(f.mixed_nb) + nm * sizeof(unsigned) + 32, restore_mixed, sort_two});

@@ -15,9 +15,9 @@
 // from the heap, larger ones (10^7 doubles, columns) are mapped afresh.
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
 #include <array>
 #include <cstdio>
-#include <malloc.h>
 #include <vector>
 
 #include <tq5/containers/dense2D.hpp>
@@ -27,16 +27,14 @@
 namespace {
 
 // How each side does each job; the benchmarks below are written once.
-template <class T>
-struct tq5_vector {
+template <class T> struct tq5_vector {
     using type = tq5::dense1D<T>;
     using value = T;
     static bool push(type& v, const T& x) { return v.push_back(x); }
     static bool push_n(type& v, const T& x, std::size_t k) { return v.push_back_n(x, k); }
     static bool resize(type& v, std::size_t n, const T& x) { return v.resize(n, x); }
 };
-template <class T>
-struct std_vector {
+template <class T> struct std_vector {
     using type = std::vector<T>;
     using value = T;
     static bool push(type& v, const T& x) { return v.push_back(x), true; }
@@ -54,22 +52,18 @@ struct std_columns {
     static bool push(type& m, const value& c) { return m.push_back(c), true; }
 };
 
-template <class V>
-V make(std::size_t i) { return V(i); }
-template <>
-tq5::vector_fixed<unsigned, 4> make(std::size_t i) {
+template <class V> V make(std::size_t i) { return V(i); }
+template <> tq5::vector_fixed<unsigned, 4> make(std::size_t i) {
     const unsigned u = unsigned(i);
     return {{u, u + 1, u + 2, u + 3}};
 }
-template <>
-std::array<unsigned, 4> make(std::size_t i) {
+template <> std::array<unsigned, 4> make(std::size_t i) {
     const unsigned u = unsigned(i);
     return {{u, u + 1, u + 2, u + 3}};
 }
 
 // Runs `job(container, n)` on a fresh container per iteration.
-template <class Kind, class Job>
-void run(benchmark::State& state, Job job) {
+template <class Kind, class Job> void run(benchmark::State& state, Job job) {
     const std::size_t n = std::size_t(state.range(0));
     tq5::bench::reset_peak_rss();
     for (auto _ : state) {
@@ -85,8 +79,7 @@ void run(benchmark::State& state, Job job) {
     state.counters["peak_MB"] = tq5::bench::peak_rss_bytes() / 1e6;
 }
 
-template <class Kind>
-void append(benchmark::State& state) {
+template <class Kind> void append(benchmark::State& state) {
     run<Kind>(state, [](typename Kind::type& c, std::size_t n) {
         for (std::size_t i = 0; i < n; ++i)
             if (!Kind::push(c, make<typename Kind::value>(i))) return false;
@@ -94,8 +87,7 @@ void append(benchmark::State& state) {
     });
 }
 
-template <class Kind>
-void append_8(benchmark::State& state) {
+template <class Kind> void append_8(benchmark::State& state) {
     run<Kind>(state, [](typename Kind::type& c, std::size_t n) {
         for (std::size_t i = 0; i < n; i += 8)
             if (!Kind::push_n(c, make<typename Kind::value>(i), 8)) return false;
@@ -103,8 +95,7 @@ void append_8(benchmark::State& state) {
     });
 }
 
-template <class Kind>
-void resize_fill(benchmark::State& state) {
+template <class Kind> void resize_fill(benchmark::State& state) {
     run<Kind>(state, [](typename Kind::type& c, std::size_t n) { return Kind::resize(c, n, 1); });
 }
 

@@ -121,8 +121,7 @@ void BM_envelope(benchmark::State& state, int range) {
 }
 
 // Most queue entries of a run, from the control loop on its own (not timed).
-template <class Measure, class Values>
-std::size_t peak_entries(const block& b, Values values, double limit) {
+template <class Measure, class Values> std::size_t peak_entries(const block& b, Values values, double limit) {
     const std::size_t n = b.graph_indices.size() - 1;
     std::vector<unsigned> stamp(n, 0);
     std::vector<unsigned char> bytes(n, d::SHRINK);
@@ -132,17 +131,14 @@ std::size_t peak_entries(const block& b, Values values, double limit) {
     loop.run();
     return loop.peak_entries();
 }
-template <class Measure>
-std::size_t peak_of(const block& b, sizes_t& f, double limit) {
+template <class Measure> std::size_t peak_of(const block& b, sizes_t& f, double limit) {
     return peak_entries<Measure>(b, d::size_values<3>{f.data()}, limit);
 }
-template <class Measure>
-std::size_t peak_of(const block& b, tensors_t& f, double limit) {
+template <class Measure> std::size_t peak_of(const block& b, tensors_t& f, double limit) {
     return peak_entries<Measure>(b, d::tensor_values<3>{f.data(), f.ld()}, limit);
 }
 
-template <class Measure, class Field>
-void BM_control(benchmark::State& state, int range) {
+template <class Measure, class Field> void BM_control(benchmark::State& state, int range) {
     constexpr bool gradation = std::is_same<Measure, d::shock_measure>::value;
     const double limit = gradation ? std::expm1(SLOPE) : SLOPE;
     const block& b = block::get();

@@ -19,8 +19,7 @@ namespace cw = tq5::cellworks;
 constexpr std::size_t TENSORS = 1000000;
 constexpr unsigned CELLS = 55;  // 6 * 55^3 = 998,250 tetrahedra
 
-template <int N>
-const tq5::dense2D<double>& tensor_field() {
+template <int N> const tq5::dense2D<double>& tensor_field() {
     static tq5::dense2D<double> m = [] {
         tq5::dense2D<double> f(N * (N + 1) / 2, TENSORS);
         std::mt19937 rng(1);
@@ -31,8 +30,7 @@ const tq5::dense2D<double>& tensor_field() {
     return m;
 }
 
-template <int N>
-void BM_bound_metrics(benchmark::State& state) {
+template <int N> void BM_bound_metrics(benchmark::State& state) {
     const tq5::dense2D<double>& pristine = tensor_field<N>();
     tq5::dense2D<double> m;
     int changed = 0;
@@ -45,8 +43,8 @@ void BM_bound_metrics(benchmark::State& state) {
     }
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(TENSORS));
     state.counters["changed"] = changed;
-    state.counters["ns_per_tensor"] =
-        benchmark::Counter(double(TENSORS), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["ns_per_tensor"] = benchmark::Counter(
+        double(TENSORS), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.counters["peak_MB"] = tq5::bench::peak_rss_bytes() / 1e6;
 }
 BENCHMARK_TEMPLATE(BM_bound_metrics, 3)->Name("bound_metrics/3D")->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -67,9 +67,7 @@ struct face_rec {
             if (n[k] != o.n[k]) return n[k] < o.n[k];
         return false;
     }
-    bool same(const face_rec& o) const {
-        return n[0] == o.n[0] && n[1] == o.n[1] && n[2] == o.n[2] && n[3] == o.n[3];
-    }
+    bool same(const face_rec& o) const { return n[0] == o.n[0] && n[1] == o.n[1] && n[2] == o.n[2] && n[3] == o.n[3]; }
 };
 
 void run_sort_baseline(benchmark::State& state, const block& m, const cw::detail::local_entities& k) {

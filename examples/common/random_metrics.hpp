@@ -10,8 +10,7 @@ namespace tq5 {
 namespace examples {
 
 // Random orthonormal basis in the columns of q (N x N, column-major).
-template <int N>
-void random_rotation(std::mt19937& rng, double* q) {
+template <int N> void random_rotation(std::mt19937& rng, double* q) {
     std::normal_distribution<double> g;
     for (int k = 0; k < N; ++k) {
         double nn = 0;
@@ -30,8 +29,7 @@ void random_rotation(std::mt19937& rng, double* q) {
 }
 
 // The packed tensor sum over k of l[k] q_k q_kT, q_k the columns of q.
-template <int N>
-void tensor_from_eigen(const double* l, const double* q, double* m) {
+template <int N> void tensor_from_eigen(const double* l, const double* q, double* m) {
     for (int j = 0; j < N; ++j)
         for (int i = 0; i <= j; ++i) {
             double s = 0;
@@ -41,8 +39,7 @@ void tensor_from_eigen(const double* l, const double* q, double* m) {
 }
 
 // A random metric: random axes, sizes log-uniform in [hlo, hhi].
-template <int N>
-void random_metric(std::mt19937& rng, double hlo, double hhi, double* m) {
+template <int N> void random_metric(std::mt19937& rng, double hlo, double hhi, double* m) {
     std::uniform_real_distribution<double> u(std::log(hlo), std::log(hhi));
     double q[N * N], l[N];
     random_rotation<N>(rng, q);

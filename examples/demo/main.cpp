@@ -23,8 +23,7 @@ const char* describe(int code) {
 }
 
 // Runs one step, prints its time and detail, and returns false on a negative code.
-template <class Step>
-bool step(const char* name, Step run) {
+template <class Step> bool step(const char* name, Step run) {
     char detail[128] = "";
     const auto t0 = std::chrono::steady_clock::now();
     const int rc = run(detail, sizeof detail);
@@ -42,26 +41,30 @@ bool connectivity(const char* title, const tq5::dense2D<double>& pos, const tq5:
     std::printf("%s: %zu elements on %zu nodes\n", title, connect.cols(), pos.cols());
     tq5::dense2D<unsigned> neighbors, faces;
     tq5::dense1D<unsigned> elements, parts, indices, nodes;
-    return step("check_IDs", [&](char* d, std::size_t n) {
-               const bool ok = cw::check_IDs(connect, type, unsigned(pos.cols()));
-               std::snprintf(d, n, "%s", ok ? "valid" : "invalid");
-               return ok ? 0 : -1;
-           }) &&
-           step("get_neighbors", [&](char* d, std::size_t n) {
-               const int rc = cw::get_neighbors(connect, type, false, neighbors);
-               std::snprintf(d, n, "%zu x %zu neighbour matrix", neighbors.rows(), neighbors.cols());
-               return rc;
-           }) &&
-           step("get_mesh_boundaries", [&](char* d, std::size_t n) {
-               const int rc = cw::get_mesh_boundaries(connect, neighbors, type, faces);
-               std::snprintf(d, n, "%zu boundary faces", faces.cols());
-               return rc;
-           }) &&
-           step("get_subdomains", [&](char* d, std::size_t n) {
-               const int rc = cw::get_subdomains(neighbors, elements, parts);
-               std::snprintf(d, n, "%zu connected part(s)", parts.empty() ? 0 : parts.size() - 1);
-               return rc;
-           }) &&
+    return step("check_IDs",
+                [&](char* d, std::size_t n) {
+                    const bool ok = cw::check_IDs(connect, type, unsigned(pos.cols()));
+                    std::snprintf(d, n, "%s", ok ? "valid" : "invalid");
+                    return ok ? 0 : -1;
+                }) &&
+           step("get_neighbors",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::get_neighbors(connect, type, false, neighbors);
+                    std::snprintf(d, n, "%zu x %zu neighbour matrix", neighbors.rows(), neighbors.cols());
+                    return rc;
+                }) &&
+           step("get_mesh_boundaries",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::get_mesh_boundaries(connect, neighbors, type, faces);
+                    std::snprintf(d, n, "%zu boundary faces", faces.cols());
+                    return rc;
+                }) &&
+           step("get_subdomains",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::get_subdomains(neighbors, elements, parts);
+                    std::snprintf(d, n, "%zu connected part(s)", parts.empty() ? 0 : parts.size() - 1);
+                    return rc;
+                }) &&
            step("get_node_graph", [&](char* d, std::size_t n) {
                const int rc = cw::get_node_graph(connect, indices, nodes);
                const std::size_t nn = indices.empty() ? 0 : indices.size() - 1;
@@ -94,28 +97,34 @@ bool size_field(const tq5::dense2D<double>& pos, const tq5::dense2D<unsigned>& t
         std::snprintf(d, n, "largest shock %.3g", worst);
         return rc;
     };
-    return step("bound_metrics", [&](char* d, std::size_t n) {
-               const int rc = cw::bound_metrics(sizes, 0.1, 2.0);
-               std::snprintf(d, n, "sizes clamped to [0.1, 2]");
-               return rc;
-           }) &&
-           step("copy_edges", [&](char* d, std::size_t n) {
-               const int rc = cw::copy_edges(tets, cw::ET_TETRA4, edges);
-               std::snprintf(d, n, "%zu edges", edges.cols());
-               return rc;
-           }) &&
+    return step("bound_metrics",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::bound_metrics(sizes, 0.1, 2.0);
+                    std::snprintf(d, n, "sizes clamped to [0.1, 2]");
+                    return rc;
+                }) &&
+           step("copy_edges",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::copy_edges(tets, cw::ET_TETRA4, edges);
+                    std::snprintf(d, n, "%zu edges", edges.cols());
+                    return rc;
+                }) &&
            step("H_shock", worst_shock) &&
-           step("edge_qualities", [&](char* d, std::size_t n) {
-               const int rc = cw::edge_qualities(pos, tets, cw::ET_TETRA4, sizes, quality, tq5::dense2D<unsigned>());
-               std::snprintf(d, n, "metric length %.3g to %.3g, mean %.3g", quality.min(), quality.max(), quality.mean());
-               return rc;
-           }) &&
-           step("bound_metric_gradations", [&](char* d, std::size_t n) {
-               const int rc = cw::bound_metric_gradations(pos, tets, cw::ET_TETRA4, tq5::dense1D<unsigned>(), true,
-                                                          -1, 0.3, sizes);
-               std::snprintf(d, n, "%d nodes changed to a gradation of 0.3", rc);
-               return rc;
-           }) &&
+           step("edge_qualities",
+                [&](char* d, std::size_t n) {
+                    const int rc =
+                        cw::edge_qualities(pos, tets, cw::ET_TETRA4, sizes, quality, tq5::dense2D<unsigned>());
+                    std::snprintf(d, n, "metric length %.3g to %.3g, mean %.3g", quality.min(), quality.max(),
+                                  quality.mean());
+                    return rc;
+                }) &&
+           step("bound_metric_gradations",
+                [&](char* d, std::size_t n) {
+                    const int rc = cw::bound_metric_gradations(pos, tets, cw::ET_TETRA4, tq5::dense1D<unsigned>(), true,
+                                                               -1, 0.3, sizes);
+                    std::snprintf(d, n, "%d nodes changed to a gradation of 0.3", rc);
+                    return rc;
+                }) &&
            step("H_shock", worst_shock);
 }
 

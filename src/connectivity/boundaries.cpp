@@ -13,8 +13,7 @@ using detail::local_entities;
 
 // Whether one of N entries is NO_INDEX; without a branch, so that the compiler
 // compares whole vectors.
-template <std::size_t N>
-inline bool any_unlinked(const unsigned* p) noexcept {
+template <std::size_t N> inline bool any_unlinked(const unsigned* p) noexcept {
     unsigned hit = 0;
     for (std::size_t i = 0; i < N; ++i) hit |= p[i] == NO_INDEX;
     return hit != 0;
@@ -50,33 +49,30 @@ int walk_entities(const dense2D<unsigned>& connect, const dense2D<unsigned>* nei
     return failed ? ERR_ALLOC : 0;
 }
 
-template <class Kind>
-bool neighbors_fit(const dense2D<unsigned>& connect, const dense2D<unsigned>& neighbors) {
+template <class Kind> bool neighbors_fit(const dense2D<unsigned>& connect, const dense2D<unsigned>& neighbors) {
     return neighbors.cols() == connect.cols() && neighbors.rows() == Kind::entities;
 }
 
 // Appends the faces taken by the walk, one column of the kind's face height each.
-template <class Kind>
-int append_faces(const dense2D<unsigned>& connect, const dense2D<unsigned>* neighbors, dense2D<unsigned>& faces,
-                 int bad_height) {
+template <class Kind> int append_faces(const dense2D<unsigned>& connect, const dense2D<unsigned>* neighbors,
+                                       dense2D<unsigned>& faces, int bad_height) {
     constexpr unsigned H = Kind::words;
     if (!faces.empty() && faces.rows() != H) return bad_height;
     // An empty matrix of any shape (say 0 x 7) starts from no column at all.
     if (faces.empty()) faces.clear();
-    return walk_entities<Kind>(connect, neighbors, [&](const unsigned* col, const local_entities& k, std::size_t,
-                                                       unsigned i) {
-        vector_fixed<unsigned, H> face;
-        detail::entity_nodes(k, col, i, H, face.data());
-        return faces.push_back(face);
-    });
+    return walk_entities<Kind>(connect, neighbors,
+                               [&](const unsigned* col, const local_entities& k, std::size_t, unsigned i) {
+                                   vector_fixed<unsigned, H> face;
+                                   detail::entity_nodes(k, col, i, H, face.data());
+                                   return faces.push_back(face);
+                               });
 }
 
 }  // namespace
 
 int get_element_boundaries(const dense2D<unsigned>& connect, element_type type, dense2D<unsigned>& faces) noexcept {
-    return detail::with_linear_kind(connect, type, [&](auto kind) {
-        return append_faces<decltype(kind)>(connect, nullptr, faces, -2);
-    });
+    return detail::with_linear_kind(
+        connect, type, [&](auto kind) { return append_faces<decltype(kind)>(connect, nullptr, faces, -2); });
 }
 
 int get_mesh_boundaries(const dense2D<unsigned>& connect, const dense2D<unsigned>& neighbors, element_type type,
@@ -88,8 +84,8 @@ int get_mesh_boundaries(const dense2D<unsigned>& connect, const dense2D<unsigned
     });
 }
 
-int get_mesh_bounding_elements(const dense2D<unsigned>& connect, const dense2D<unsigned>& neighbors,
-                               element_type type, dense1D<unsigned>& entities) noexcept {
+int get_mesh_bounding_elements(const dense2D<unsigned>& connect, const dense2D<unsigned>& neighbors, element_type type,
+                               dense1D<unsigned>& entities) noexcept {
     return detail::with_linear_kind(connect, type, [&](auto kind) {
         using Kind = decltype(kind);
         if (!neighbors_fit<Kind>(connect, neighbors)) return -2;

@@ -22,26 +22,21 @@ constexpr u64 ALL_ONES = ~u64(0);
 // ET_SOLID_MIX as a triangle, never equal to a quadrangle.
 enum class match { node, edge, cycle, cycle_all_words, cycle_tri_or_quad };
 
-template <class Kind>
-constexpr match face_match = Kind::words == 1 ? match::node : Kind::words == 2 ? match::edge : match::cycle;
-template <>
-constexpr match face_match<detail::linear_kind<ET_PYRA5>> = match::cycle_all_words;
-template <>
-constexpr match face_match<detail::linear_kind<ET_HEXA8>> = match::cycle_all_words;
-template <>
-constexpr match face_match<detail::linear_kind<ET_PENTA6>> = match::cycle_tri_or_quad;
-template <>
-constexpr match face_match<detail::linear_kind<ET_SOLID_MIX>> = match::cycle_tri_or_quad;
+template <class Kind> constexpr match face_match = Kind::words == 1   ? match::node
+                                                   : Kind::words == 2 ? match::edge
+                                                                      : match::cycle;
+template <> constexpr match face_match<detail::linear_kind<ET_PYRA5>> = match::cycle_all_words;
+template <> constexpr match face_match<detail::linear_kind<ET_HEXA8>> = match::cycle_all_words;
+template <> constexpr match face_match<detail::linear_kind<ET_PENTA6>> = match::cycle_tri_or_quad;
+template <> constexpr match face_match<detail::linear_kind<ET_SOLID_MIX>> = match::cycle_tri_or_quad;
 
-template <unsigned W>
-inline u64 face_key(const unsigned* w) noexcept {
+template <unsigned W> inline u64 face_key(const unsigned* w) noexcept {
     u64 k = 0;
     for (unsigned i = 0; i < W; ++i) k += (u64(w[i]) ^ u64(0x811C9DC5u)) * u64(16777619u);
     return k;
 }
 
-template <match How>
-inline bool same_face(const unsigned* a, const unsigned* b) noexcept {
+template <match How> inline bool same_face(const unsigned* a, const unsigned* b) noexcept {
     switch (How) {
         case match::node: return a[0] == b[0];
         case match::edge: return (a[0] == b[0] && a[1] == b[1]) || (a[0] == b[1] && a[1] == b[0]);
@@ -56,10 +51,10 @@ inline bool same_face(const unsigned* a, const unsigned* b) noexcept {
     return false;
 }
 
-constexpr u64 primes[28] = {53ull,        97ull,        193ull,       389ull,       769ull,       1543ull,
-                            3079ull,      6151ull,      12289ull,     24593ull,     49157ull,     98317ull,
-                            196613ull,    393241ull,    786433ull,    1572869ull,   3145739ull,   6291469ull,
-                            12582917ull,  25165843ull,  50331653ull,  100663319ull, 201326611ull, 402653189ull,
+constexpr u64 primes[28] = {53ull,        97ull,         193ull,        389ull,       769ull,       1543ull,
+                            3079ull,      6151ull,       12289ull,      24593ull,     49157ull,     98317ull,
+                            196613ull,    393241ull,     786433ull,     1572869ull,   3145739ull,   6291469ull,
+                            12582917ull,  25165843ull,   50331653ull,   100663319ull, 201326611ull, 402653189ull,
                             805306457ull, 1610612741ull, 3221225473ull, 4294967291ull};
 
 // Smallest listed prime not below total / 4; the last one beyond the list.
@@ -110,8 +105,7 @@ struct connectivity_hash {
 };
 
 // The slot of entity v in the neighbour matrix, and the element of v.
-template <unsigned E>
-struct entity_slots {
+template <unsigned E> struct entity_slots {
     unsigned* data;
     std::size_t ld;
     unsigned& operator[](u64 v) const noexcept { return data[(v / E) * ld + v % E]; }
@@ -119,8 +113,7 @@ struct entity_slots {
 };
 
 // A chain read into a local buffer: values and faces by position.
-template <class Kind>
-struct buffered_chain {
+template <class Kind> struct buffered_chain {
     static constexpr unsigned W = Kind::words;
     static constexpr unsigned MAX_BUFFERED = 64;
     static constexpr unsigned END = MAX_BUFFERED;
@@ -151,8 +144,7 @@ struct buffered_chain {
 };
 
 // A chain walked in the hash itself, faces recomputed from the connectivity.
-template <class Kind>
-struct in_place_chain {
+template <class Kind> struct in_place_chain {
     static constexpr u64 END = ALL_ONES;
     u64* c;
     const unsigned* cd;

@@ -25,19 +25,12 @@ using u64 = std::uint64_t;
 struct runs {
     std::size_t rows, cols, ld;
 };
-template <class T>
-runs runs_of(const dense1D<T>& v) noexcept {
-    return {v.size(), v.empty() ? 0u : 1u, v.size()};
-}
-template <class T>
-runs runs_of(const dense2D<T>& m) noexcept {
-    return {m.rows(), m.empty() ? 0u : m.cols(), m.ld()};
-}
+template <class T> runs runs_of(const dense1D<T>& v) noexcept { return {v.size(), v.empty() ? 0u : 1u, v.size()}; }
+template <class T> runs runs_of(const dense2D<T>& m) noexcept { return {m.rows(), m.empty() ? 0u : m.cols(), m.ld()}; }
 
 // Calls f(column pointer, rows) for each column of `c` (const or not), in
 // order, until f returns false. Returns false when f did.
-template <class C, class F>
-bool for_each_run(C& c, F&& f) {
+template <class C, class F> bool for_each_run(C& c, F&& f) {
     const runs r = runs_of(c);
     auto* d = c.data();
     for (std::size_t j = 0; j < r.cols; ++j)
@@ -47,8 +40,7 @@ bool for_each_run(C& c, F&& f) {
 
 // One more than the greatest entry that is not NO_INDEX, over [first, last);
 // 0 when there is no such entry. NO_INDEX + 1 wraps to 0, so the loop has no branch.
-template <class C>
-unsigned max_plus_one(const C* first, const C* last) noexcept {
+template <class C> unsigned max_plus_one(const C* first, const C* last) noexcept {
     unsigned top = 0;
     for (const C* c = first; c != last; ++c)
         for_each_run(*c, [&](const unsigned* p, std::size_t n) {
@@ -103,12 +95,13 @@ int for_each_distinct(const C* first, const C* last, const dense1D<unsigned>& ex
     for (std::size_t i = 0, n = excluded.size(); i < n; ++i)
         if (ex[i] <= top && seen.insert(ex[i]) < 0) return ERR_ALLOC;
     if (std::uint64_t* bits = seen.bitmap())
-        return offer_all(first, last, [bits](unsigned x) { return id_set::insert_bit(bits, x); }, fresh);
-    return offer_all(first, last, [&seen](unsigned x) { return seen.insert(x); }, fresh);
+        return offer_all(
+            first, last, [bits](unsigned x) { return id_set::insert_bit(bits, x); }, fresh);
+    return offer_all(
+        first, last, [&seen](unsigned x) { return seen.insert(x); }, fresh);
 }
 
-template <class C>
-bool shares_block(const dense1D<unsigned>& out, const C* first, const C* last) noexcept {
+template <class C> bool shares_block(const dense1D<unsigned>& out, const C* first, const C* last) noexcept {
     for (const C* c = first; c != last; ++c)
         if (c->block() == out.block()) return true;
     return false;
@@ -139,8 +132,7 @@ int append_unique(dense1D<unsigned>& out, const C* first, const C* last, const d
     return rc;
 }
 
-template <class C>
-int count_unique(const C* first, const C* last) {
+template <class C> int count_unique(const C* first, const C* last) {
     std::size_t n = 0;
     const int rc = for_each_distinct(first, last, dense1D<unsigned>(), [&](unsigned) {
         ++n;
@@ -151,8 +143,7 @@ int count_unique(const C* first, const C* last) {
 }
 
 // Entries below NO_INDEX get `s` added; with `all`, NO_INDEX too. Wraps on 32 bits.
-template <bool All, class C>
-void shift_all(C& ids, unsigned s) noexcept {
+template <bool All, class C> void shift_all(C& ids, unsigned s) noexcept {
     for_each_run(ids, [s](unsigned* p, std::size_t n) {
         for (std::size_t i = 0; i < n; ++i)
             if (All || p[i] != NO_INDEX) p[i] += s;
@@ -160,8 +151,7 @@ void shift_all(C& ids, unsigned s) noexcept {
     });
 }
 
-template <class C>
-void renumber(C& ids, const dense1D<unsigned>& new_ids) noexcept {
+template <class C> void renumber(C& ids, const dense1D<unsigned>& new_ids) noexcept {
     const unsigned* map = new_ids.data();
     const std::size_t m = new_ids.size();
     for_each_run(ids, [map, m](unsigned* p, std::size_t n) {
@@ -171,15 +161,13 @@ void renumber(C& ids, const dense1D<unsigned>& new_ids) noexcept {
     });
 }
 
-template <class C>
-unsigned greatest_id(const C& ids) noexcept {
+template <class C> unsigned greatest_id(const C& ids) noexcept {
     if (ids.empty()) return NO_INDEX;
     const unsigned top_plus = max_plus_one(&ids, &ids + 1);
     return top_plus ? top_plus - 1 : 0;
 }
 
-template <class T>
-int permute(dense1D<T>& v, const dense1D<unsigned>& perm) {
+template <class T> int permute(dense1D<T>& v, const dense1D<unsigned>& perm) {
     const std::size_t n = v.size();
     if (n == 0) return 0;
     dense1D<T> moved;  // a new block, so other views of `v` keep the old order
@@ -325,8 +313,7 @@ int match_columns(const dense2D<unsigned>& m1, const dense2D<unsigned>& m2, dens
 }
 
 // Widens [lo, hi] by one point: a NaN lands in lo and never in hi.
-template <std::size_t N>
-inline void take_point(const double* p, double* lo, double* hi) noexcept {
+template <std::size_t N> inline void take_point(const double* p, double* lo, double* hi) noexcept {
     for (std::size_t k = 0; k < N; ++k) {
         const double x = p[k];
         if (!(x >= lo[k])) lo[k] = x;
@@ -355,9 +342,8 @@ int box_of_all(const dense2D<double>& pos, vector_fixed<double, N>& min, vector_
     return 0;
 }
 
-template <std::size_t N>
-int box_of_ids(const dense2D<double>& pos, const dense1D<unsigned>& ids, vector_fixed<double, N>& min,
-               vector_fixed<double, N>& max) {
+template <std::size_t N> int box_of_ids(const dense2D<double>& pos, const dense1D<unsigned>& ids,
+                                        vector_fixed<double, N>& min, vector_fixed<double, N>& max) {
     if (ids.empty()) return 0;
     if (pos.rows() != N) return -1;
     const unsigned* id = ids.data();
@@ -373,9 +359,8 @@ int box_of_ids(const dense2D<double>& pos, const dense1D<unsigned>& ids, vector_
     return 0;
 }
 
-template <std::size_t N>
-int box_of_connect(const dense2D<double>& pos, const dense2D<unsigned>& connect, vector_fixed<double, N>& min,
-                   vector_fixed<double, N>& max) {
+template <std::size_t N> int box_of_connect(const dense2D<double>& pos, const dense2D<unsigned>& connect,
+                                            vector_fixed<double, N>& min, vector_fixed<double, N>& max) {
     dense1D<unsigned> nodes;
     const int rc = append_unique(nodes, &connect, &connect + 1, dense1D<unsigned>());
     return rc != 0 ? rc : box_of_ids(pos, nodes, min, max);
@@ -387,16 +372,14 @@ bool backwards(const dense2D<unsigned>* first, const dense2D<unsigned>* last) no
 }
 
 // Runs `f`; a failed `new` of a block object inside it gives `failed()` instead.
-template <class F, class Failed>
-int guarded(F&& f, Failed&& failed) noexcept {
+template <class F, class Failed> int guarded(F&& f, Failed&& failed) noexcept {
     try {
         return f();
     } catch (const std::bad_alloc&) {
         return failed();
     }
 }
-template <class F>
-int guarded(F&& f) noexcept {
+template <class F> int guarded(F&& f) noexcept {
     return guarded(f, [] { return ERR_ALLOC; });
 }
 
@@ -449,8 +432,7 @@ int count_unique_indices(const dense2D<unsigned>* first, const dense2D<unsigned>
 
 int get_IDs(const dense1D<unsigned>& ids1, const dense1D<unsigned>& ids2, dense1D<unsigned>& map2to1,
             dense1D<unsigned>& map1to2) noexcept {
-    return guarded([&] { return match_ids(ids1, ids2, map2to1, map1to2); },
-                   [&] { return give_up(map2to1, map1to2); });
+    return guarded([&] { return match_ids(ids1, ids2, map2to1, map1to2); }, [&] { return give_up(map2to1, map1to2); });
 }
 int get_IDs(const dense2D<unsigned>& m1, const dense2D<unsigned>& m2, dense1D<unsigned>& map2to1,
             dense1D<unsigned>& map1to2, bool exact_order) noexcept {

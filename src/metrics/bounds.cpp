@@ -20,8 +20,7 @@ int test_bounds(double hmin, double hmax) noexcept {
     return 1;
 }
 
-template <int N>
-int bound_one(double* m, double hmin, double hmax) noexcept {
+template <int N> int bound_one(double* m, double hmin, double hmax) noexcept {
     const int rc = test_bounds(hmin, hmax);
     if (rc != 1) return rc;
     return detail::bound_metric_core<N>(m, detail::eigen_bounds_of(hmin, hmax)) ? 1 : 0;
@@ -29,8 +28,7 @@ int bound_one(double* m, double hmin, double hmax) noexcept {
 
 // Walks n items, clamping each with `clamp(i)` (true when changed); counts the
 // changes and lists them when `changed` is given.
-template <class Clamp>
-int walk(std::size_t n, dense1D<unsigned>* changed, Clamp clamp) noexcept {
+template <class Clamp> int walk(std::size_t n, dense1D<unsigned>* changed, Clamp clamp) noexcept {
     int count = 0;
     for (std::size_t i = 0; i < n; ++i) {
         if (!clamp(i)) continue;
@@ -95,9 +93,7 @@ int bound_metric(symmetric_fixed<double, 3>& M, double hmin, double hmax) noexce
     return bound_one<3>(M.data(), hmin, hmax);
 }
 
-int bound_metrics(dense1D<double>& h, double hmin, double hmax) noexcept {
-    return bound_sizes(h, hmin, hmax, nullptr);
-}
+int bound_metrics(dense1D<double>& h, double hmin, double hmax) noexcept { return bound_sizes(h, hmin, hmax, nullptr); }
 int bound_metrics(dense1D<double>& h, double hmin, double hmax, dense1D<unsigned>& changed) noexcept {
     return bound_sizes(h, hmin, hmax, &changed);
 }

@@ -33,8 +33,7 @@ void project_size(double h, const double* b, double* m) noexcept {
 }
 
 // Sizes to isotropic tensors of dimension N in the first h.size() columns of m.
-template <int N>
-int sizes_to_tensors(const dense1D<double>& h, dense2D<double>& m) noexcept {
+template <int N> int sizes_to_tensors(const dense1D<double>& h, dense2D<double>& m) noexcept {
     const std::size_t n = h.size();
     if (n == 0 && m.empty()) return 0;
     if (m.rows() != std::size_t(detail::packed<N>) || m.cols() < n) return -2;

@@ -16,8 +16,7 @@ using detail::edge_key;
 // Validity of the metric at a node, remembered per node when the test is
 // costly (a tensor) and the scratch could be obtained: 0 not yet tested,
 // 1 valid, 2 invalid.
-template <class Nodes>
-struct node_validity {
+template <class Nodes> struct node_validity {
     const Nodes& nodes;
     unsigned char* memo;
     bool operator()(std::size_t i) const noexcept {
@@ -29,9 +28,8 @@ struct node_validity {
 
 // Measures each edge of the list whose two end metrics are valid. Returns
 // false when some edge was not measured.
-template <int N, class Field>
-bool measure_edges(const dense2D<double>& pos, const dense1D<edge_key>& list, const Field& field,
-                   misc::histogram& hist) {
+template <int N, class Field> bool measure_edges(const dense2D<double>& pos, const dense1D<edge_key>& list,
+                                                 const Field& field, misc::histogram& hist) {
     using Nodes = decltype(detail::nodes_of<N>(field));
     const Nodes nodes = detail::nodes_of<N>(field);
     // A failed memo only costs time: each test is then made per edge end.
@@ -54,9 +52,9 @@ bool measure_edges(const dense2D<double>& pos, const dense1D<edge_key>& list, co
 }
 
 // The block form; the one-block forms map its codes.
-template <class Field>
-int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::size_t nblocks, const int* types,
-              std::size_t ntypes, const Field& field, misc::histogram& hist, const dense2D<unsigned>& excluded) {
+template <class Field> int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::size_t nblocks,
+                                     const int* types, std::size_t ntypes, const Field& field, misc::histogram& hist,
+                                     const dense2D<unsigned>& excluded) {
     if (nblocks == 0) return 0;
     if (pos.rows() != 2 && pos.rows() != 3) return -1;
     if (nblocks != ntypes) return -4;
@@ -70,17 +68,16 @@ int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::s
     detail::exclude_edges(excluded, list);
 
     int code = detail::field_count(field) != pos.cols() ? -3 : 0;
-    const bool all = detail::by_coordinate_rows(pos.rows(), false, [&](auto n) {
-        return measure_edges<decltype(n)::value>(pos, list, field, hist);
-    });
+    const bool all = detail::by_coordinate_rows(
+        pos.rows(), false, [&](auto n) { return measure_edges<decltype(n)::value>(pos, list, field, hist); });
     if (!all) code = -2;
     return code < 0 ? -5 : 0;
 }
 
-template <class Field>
-int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* first, const dense2D<unsigned>* last,
-                       const dense1D<int>& types, const Field& field, misc::histogram& hist,
-                       const dense2D<unsigned>& excluded) noexcept {
+template <class Field> int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* first,
+                                              const dense2D<unsigned>* last, const dense1D<int>& types,
+                                              const Field& field, misc::histogram& hist,
+                                              const dense2D<unsigned>& excluded) noexcept {
     try {
         if (first == last) return 0;
         // A reversed range can't match the count of types.
@@ -93,9 +90,9 @@ int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* firs
 
 // One block of one type: codes below -3 are raised by 1 (-6 for excluded, -4
 // for a metric).
-template <class Field>
-int qualities_of_block(const dense2D<double>& pos, const dense2D<unsigned>& connectM, element_type FE,
-                       const Field& field, misc::histogram& hist, const dense2D<unsigned>& excluded) noexcept {
+template <class Field> int qualities_of_block(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
+                                              element_type FE, const Field& field, misc::histogram& hist,
+                                              const dense2D<unsigned>& excluded) noexcept {
     try {
         const int type = FE;
         const int rc = qualities(pos, &connectM, 1, &type, 1, field, hist, excluded);

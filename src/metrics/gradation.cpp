@@ -15,28 +15,16 @@ namespace cellworks {
 namespace {
 
 // The field kind of the control loop for each container, and its row test.
-template <int N>
-detail::tensor_values<N> values_of(dense2D<double>& f) noexcept {
-    return {f.data(), f.ld()};
-}
-template <int N>
-detail::size_values<N> values_of(dense1D<double>& f) noexcept {
-    return {f.data()};
-}
-template <int N>
-bool rows_fit(const dense2D<double>& f) noexcept {
-    return f.rows() == std::size_t(detail::packed<N>);
-}
-template <int N>
-bool rows_fit(const dense1D<double>&) noexcept {
-    return true;
-}
+template <int N> detail::tensor_values<N> values_of(dense2D<double>& f) noexcept { return {f.data(), f.ld()}; }
+template <int N> detail::size_values<N> values_of(dense1D<double>& f) noexcept { return {f.data()}; }
+template <int N> bool rows_fit(const dense2D<double>& f) noexcept { return f.rows() == std::size_t(detail::packed<N>); }
+template <int N> bool rows_fit(const dense1D<double>&) noexcept { return true; }
 
 // The set-up after the argument tests: per-node stamps and direction bytes,
 // the node graph, then the control loop.
-template <int N, class Measure, class Field>
-int control(const dense2D<double>& pos, const dense2D<unsigned>& connectM, const dense1D<unsigned>& hard_nodes,
-            bool hold, int direction, double limit, Field& field) {
+template <int N, class Measure, class Field> int control(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
+                                                         const dense1D<unsigned>& hard_nodes, bool hold, int direction,
+                                                         double limit, Field& field) {
     dense1D<unsigned> stamp;
     if (!stamp.resize(pos.cols(), hold ? 0u : NO_INDEX)) return ERR_ALLOC;
     for (const unsigned h : hard_nodes)
@@ -56,15 +44,15 @@ int control(const dense2D<double>& pos, const dense2D<unsigned>& connectM, const
     if (!stamp.resize(n, NO_INDEX) || !bytes.resize(n, static_cast<unsigned char>(direction))) return ERR_ALLOC;
 
     detail::control_loop<N, decltype(values_of<N>(field)), Measure> loop(
-        pos.data(), pos.ld(), {indices.data(), neighbours.data(), n}, stamp.data(), bytes.data(),
-        values_of<N>(field), limit);
+        pos.data(), pos.ld(), {indices.data(), neighbours.data(), n}, stamp.data(), bytes.data(), values_of<N>(field),
+        limit);
     return loop.run();
 }
 
 // The argument tests in their order, then the control in the dimension of pos.
-template <class Measure, class Field>
-int bound_field(const dense2D<double>& pos, const dense2D<unsigned>& connectM, element_type FE,
-                const dense1D<unsigned>& hard_nodes, bool hold, int direction, double limit, Field& field) noexcept {
+template <class Measure, class Field> int bound_field(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
+                                                      element_type FE, const dense1D<unsigned>& hard_nodes, bool hold,
+                                                      int direction, double limit, Field& field) noexcept {
     if (connectM.empty() || limit == DBL_MAX) return 0;
     return detail::by_coordinate_rows(pos.rows(), -1, [&](auto dim) -> int {
         constexpr int N = decltype(dim)::value;

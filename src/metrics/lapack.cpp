@@ -15,8 +15,7 @@ namespace {
 bool is_letter(char c, char upper) noexcept { return c == upper || c == upper - 'A' + 'a'; }
 }  // namespace
 
-int dspev(char jobz, char uplo, long n, double* ap, double* w, double* z, long ldz, double* work,
-          long& info) noexcept {
+int dspev(char jobz, char uplo, long n, double* ap, double* w, double* z, long ldz, double* work, long& info) noexcept {
     // LAPACK's own checks, in its order: its error handler would stop the process.
     const bool wantz = is_letter(jobz, 'V');
     if (!wantz && !is_letter(jobz, 'N'))

@@ -20,27 +20,23 @@ struct size_items {
     bool ok(std::size_t i) const noexcept { return h[i] > 0 && std::isfinite(h[i]); }
 };
 
-template <int N>
-struct tensor_items {
+template <int N> struct tensor_items {
     const double* m;
     std::size_t ld, n;
     bool ok(std::size_t i) const noexcept { return detail::is_valid_metric<N>(m + i * ld); }
 };
 
-template <int N>
-tensor_items<N> items_of(const dense2D<double>& m, dim<N>) noexcept {
+template <int N> tensor_items<N> items_of(const dense2D<double>& m, dim<N>) noexcept {
     return {m.data(), m.ld(), m.cols()};
 }
 
-template <class Items>
-unsigned first_bad(const Items& f) noexcept {
+template <class Items> unsigned first_bad(const Items& f) noexcept {
     for (std::size_t i = 0; i < f.n; ++i)
         if (!f.ok(i)) return static_cast<unsigned>(i);
     return static_cast<unsigned>(f.n);
 }
 
-template <class Items>
-unsigned first_bad(const Items& f, const dense1D<unsigned>& ids) noexcept {
+template <class Items> unsigned first_bad(const Items& f, const dense1D<unsigned>& ids) noexcept {
     const unsigned* id = ids.data();
     for (std::size_t p = 0, n = ids.size(); p < n; ++p)
         if (id[p] >= f.n || !f.ok(id[p])) return static_cast<unsigned>(p);

@@ -36,13 +36,16 @@ TEST(Boundaries, HandExamples) {
 // On every solid the faces close the element: each directed edge of the face
 // cycles comes once and its reverse once, and V - E + F = 2.
 TEST(Boundaries, FacesOfEverySolidCloseTheElement) {
-    const struct { cw::element_type type; tq5::dense2D<unsigned> c; } cases[] = {
+    const struct {
+        cw::element_type type;
+        tq5::dense2D<unsigned> c;
+    } cases[] = {
         {cw::ET_TETRA4, columns(4, {0, 1, 2, 3})},
         {cw::ET_PYRA5, columns(5, {0, 1, 2, 3, 4})},
         {cw::ET_PENTA6, columns(6, {0, 1, 2, 3, 4, 5})},
         {cw::ET_HEXA8, columns(8, {0, 1, 2, 3, 4, 5, 6, 7})},
-        {cw::ET_SOLID_MIX, columns(8, {0, 1, 2, 3, NO, NO, NO, NO, 0, 1, 2, 3, 4, NO, NO, NO, 0, 1, 2, 3, 4, 5,
-                                       NO, NO, 0, 1, 2, 3, 4, 5, 6, 7})},
+        {cw::ET_SOLID_MIX, columns(8, {0, 1, 2, 3, NO, NO, NO, NO, 0, 1, 2, 3, 4, NO, NO, NO,
+                                       0, 1, 2, 3, 4,  5,  NO, NO, 0, 1, 2, 3, 4, 5,  6,  7})},
     };
     for (const auto& k : cases)
         for (std::size_t c = 0; c < k.c.cols(); ++c) {
@@ -64,7 +67,9 @@ TEST(Boundaries, CodesComeInTheirStatedOrder) {
     tq5::dense2D<unsigned> faces, three_rows = columns(3, {1, 2, 3});
     tq5::dense1D<unsigned> ids;
     const auto nb4 = no_links(4, 1), nb6 = no_links(6, 1);
-    const struct { int want, got; } cases[] = {
+    const struct {
+        int want, got;
+    } cases[] = {
         {0, cw::get_element_boundaries(tq5::dense2D<unsigned>(), cw::ET_TRIA6, faces)},  // empty first
         {-1, cw::get_element_boundaries(columns(4, {0, NO, 1, 2}), cw::ET_FACE_MIX, faces)},
         {-2, cw::get_element_boundaries(columns(6, {0, 1, 2, 3, 4, 5}), cw::ET_TRIA6, faces)},
@@ -107,11 +112,21 @@ TEST(Boundaries, BoundaryOfABlockFollowsTheUnlinkedSlots) {
         return got.size() < of.size() && std::equal(got.begin(), got.end(), of.begin());
     };
     int failures = 0;
-    EXPECT_EQ(with_each_allocation_failing([&] { ids.clear(); return cw::get_mesh_bounding_elements(tets, nb, cw::ET_TETRA4, ids); },
-                                           [&] { EXPECT_TRUE(strict_prefix(values(ids), want_ids)); }, &failures), 0);
+    EXPECT_EQ(with_each_allocation_failing(
+                  [&] {
+                      ids.clear();
+                      return cw::get_mesh_bounding_elements(tets, nb, cw::ET_TETRA4, ids);
+                  },
+                  [&] { EXPECT_TRUE(strict_prefix(values(ids), want_ids)); }, &failures),
+              0);
     EXPECT_TRUE(values(ids) == want_ids && failures > 2);
-    EXPECT_EQ(with_each_allocation_failing([&] { skin.clear(); return cw::get_mesh_boundaries(tets, nb, cw::ET_TETRA4, skin); },
-                                           [&] { EXPECT_TRUE(strict_prefix(values(skin), want_faces)); }, &failures), 0);
+    EXPECT_EQ(with_each_allocation_failing(
+                  [&] {
+                      skin.clear();
+                      return cw::get_mesh_boundaries(tets, nb, cw::ET_TETRA4, skin);
+                  },
+                  [&] { EXPECT_TRUE(strict_prefix(values(skin), want_faces)); }, &failures),
+              0);
     EXPECT_TRUE(values(skin) == want_faces && failures > 2);
 }
 

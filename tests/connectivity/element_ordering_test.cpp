@@ -19,7 +19,8 @@ sorted sort(tq5::dense2D<unsigned> c, tq5::dense2D<unsigned> nb = {}) {
 TEST(SortElfes, HandExamples) {
     EXPECT_EQ(sort(columns(4, {1, 2, 3, 4, 5, 6, 7, NO, 8, 9, 10, 11})),
               (sorted{{1, 2, 3, 4, 8, 9, 10, 11, 5, 6, 7, NO}, {}, {4, 3}, {2, 3}, {0, 2, 1}}));
-    EXPECT_EQ(sort(padded(4, {5, 6, 7, NO, 1, 2, 3, 4})), (sorted{{1, 2, 3, 4, 5, 6, 7, NO}, {}, {4, 3}, {1, 2}, {1, 0}}));
+    EXPECT_EQ(sort(padded(4, {5, 6, 7, NO, 1, 2, 3, 4})),
+              (sorted{{1, 2, 3, 4, 5, 6, 7, NO}, {}, {4, 3}, {1, 2}, {1, 0}}));
     // Only the entries before the first NO_INDEX count; those behind travel with the column.
     EXPECT_EQ(sort(columns(4, {5, NO, 6, 7, 1, 2, NO, NO})),
               (sorted{{1, 2, NO, NO, 5, NO, 6, 7}, {}, {2, 1}, {1, 2}, {1, 0}}));

@@ -10,6 +10,7 @@ using namespace cwtest;
 
 // Hand cases; each connectivity is a padded view, so the walk must step by ld.
 TEST(GetNeighbors, HandCases) {
+    // clang-format off
     const struct { const char* what; cw::element_type type; std::size_t rows; bool link; list elements, want; } cases[] = {
         {"entity 2 of a triangle is the edge (0, 1), opposite its third node",
          cw::ET_TRIA3, 3, false, {0, 1, 2, 1, 0, 3}, {NO, NO, 1, NO, NO, 0}},
@@ -45,6 +46,7 @@ TEST(GetNeighbors, HandCases) {
         {"repeated node: edges (0,1), (1,0) and (0,2), (2,0) make the element its own neighbour",
          cw::ET_QUAD4, 4, false, {0, 1, 0, 2}, {0, 0, 0, 0}},
     };
+    // clang-format on
     for (const auto& c : cases) {
         tq5::dense2D<unsigned> nb(2, 2, 7u);
         EXPECT_EQ(cw::get_neighbors(padded(c.rows, c.elements), c.type, c.link, nb), 0) << c.what;
@@ -66,6 +68,7 @@ TEST(GetNeighbors, LongChainsOfCoincidentElements) {
 }
 
 TEST(GetNeighbors, CodesAndStorageFailures) {
+    // clang-format off
     const struct { std::size_t rows; list entries; cw::element_type type; int rc; } cases[] = {
         {0, {}, cw::ET_TRIA6, 0},  // empty, whatever the type
         {0, {}, cw::ET_UNKNOWN, 0},
@@ -76,6 +79,7 @@ TEST(GetNeighbors, CodesAndStorageFailures) {
         {4, {0, NO, 2, 3}, cw::ET_FACE_MIX, -1},                   // bad padding
         {8, {0, 1, 2, 3, 4, NO, 6, NO}, cw::ET_SOLID_MIX, -1},
     };
+    // clang-format on
     for (const auto& c : cases) {
         tq5::dense2D<unsigned> nb(2, 2, 7u);
         EXPECT_EQ(cw::get_neighbors(padded(c.rows, c.entries), c.type, false, nb), c.rc) << c.type;
@@ -99,7 +103,8 @@ TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
         const bool tet = type == cw::ET_TETRA4;
         const cw::detail::local_entities& k = tet ? cw::detail::tetra_face : cw::detail::hexa_face;
         tq5::dense2D<unsigned> connect, nb;
-        ASSERT_TRUE(tet ? tq5::examples::block_tetra(9, 8, 7, connect) : tq5::examples::block_hexa(17, 13, 11, connect));
+        ASSERT_TRUE(tet ? tq5::examples::block_tetra(9, 8, 7, connect)
+                        : tq5::examples::block_hexa(17, 13, 11, connect));
         ASSERT_EQ(cw::get_neighbors(connect, type, false, nb), 0);
         ASSERT_TRUE(nb.rows() == k.count && nb.cols() == connect.cols());
         std::map<std::array<unsigned, 4>, unsigned> uses;
@@ -123,4 +128,3 @@ TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
         EXPECT_TRUE(boundary == once && boundary > 0) << type;
     }
 }
-

@@ -82,7 +82,8 @@ TEST(NodeGraph, FailedAllocationsLeaveEmptyOutputs) {
             tq5::dense1D<unsigned> i(3, 1u), v(3, 1u);
             int failures = 0;
             EXPECT_EQ(with_each_allocation_failing([&] { return f(c, i, v); },
-                                                   [&] { EXPECT_TRUE(i.empty() && v.empty()); }, &failures), 0);
+                                                   [&] { EXPECT_TRUE(i.empty() && v.empty()); }, &failures),
+                      0);
             EXPECT_GE(failures, 3);
             EXPECT_EQ(graph(values(i), values(v)), run(f, c));
         }

@@ -54,13 +54,14 @@ TEST(Subdomains, FailedAllocations) {
     ASSERT_TRUE(want_c.copy(hexa) && want_n.copy(nb));
     ASSERT_EQ(cw::get_subdomains(want_c, want_n, i), 0);
     int failures = 0;
-    EXPECT_EQ(with_each_allocation_failing(
-                  [&] { return cw::get_subdomains(c, n, i); },
-                  [&] {
-                      EXPECT_TRUE(i.empty() && ((c.cols() == 0 && n.cols() == 0) ||
-                                                (values(c) == values(hexa) && values(n) == values(nb))));
-                  },
-                  &failures, [&] { ASSERT_TRUE(c.copy(hexa) && n.copy(nb)); }), 0);
+    EXPECT_EQ(with_each_allocation_failing([&] { return cw::get_subdomains(c, n, i); },
+                                           [&] {
+                                               EXPECT_TRUE(i.empty() &&
+                                                           ((c.cols() == 0 && n.cols() == 0) ||
+                                                            (values(c) == values(hexa) && values(n) == values(nb))));
+                                           },
+                                           &failures, [&] { ASSERT_TRUE(c.copy(hexa) && n.copy(nb)); }),
+              0);
     EXPECT_TRUE(failures >= 5 && values(c) == values(want_c) && values(n) == values(want_n));
 }
 
@@ -75,7 +76,8 @@ TEST(Subdomains, DisjointBlocksGiveOnePartEach) {
     std::shuffle(order.begin(), order.end(), std::mt19937(7));
     ASSERT_TRUE(mesh.resize(4, order.size()));
     for (unsigned j = 0; j < order.size(); ++j)
-        for (unsigned r = 0; r < 4; ++r) mesh(r, j) = block(r, order[j] % block.cols()) + 210 * (order[j] / block.cols());
+        for (unsigned r = 0; r < 4; ++r)
+            mesh(r, j) = block(r, order[j] % block.cols()) + 210 * (order[j] / block.cols());
     ASSERT_EQ(cw::get_neighbors(mesh, cw::ET_TETRA4, false, nb), 0);
     const parts p = visit(nb);
     ASSERT_EQ(p.second.size(), k + 1);

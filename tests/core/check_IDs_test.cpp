@@ -16,6 +16,7 @@ TEST(CheckIDs, UntypedFormsAcceptAbsentEntries) {
 }
 
 TEST(CheckIDs, ConnectivitiesByType) {
+    // clang-format off
     const struct { std::size_t rows; list entries; cw::element_type type; unsigned max; bool ok; } cases[] = {
         {4, {0, 1, 2, 3}, cw::ET_TRIA3, NO, true},  // fixed kinds: no look at all
         {4, {0, 1, 2, 3}, cw::ET_TRIA3, 10, false},  // wrong rows
@@ -39,6 +40,7 @@ TEST(CheckIDs, ConnectivitiesByType) {
         {7, {0, 1, 2, 3, 4, 5, 6}, cw::ET_SOLID_MIX, NO, false},
         {8, {0, 1, 2, 3, 4, 5, 6, 100}, cw::ET_SOLID_MIX, 100, false},
     };
+    // clang-format on
     for (const auto& c : cases)
         EXPECT_EQ(cw::check_IDs(padded(c.rows, c.entries), c.type, c.max), c.ok)
             << "type " << c.type << ", " << c.entries.size() << " entries";

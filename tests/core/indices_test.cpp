@@ -28,6 +28,7 @@ TEST(ChangeIndicesAndMaxID, RenumberInsideTheMapAndSkipNoIndex) {
 }
 
 TEST(ShiftIndices, KeepsPaddingOfMixedKindsOnly) {
+    // clang-format off
     const struct { element_type type; int shift; list expected; } cases[] = {
         {ET_TRIA3, 2, {2, 7, 1}},       // fixed kind: NO_INDEX wraps to 1
         {ET_BAR_MIX, 2, {2, 7, 1}},     // not treated as mixed
@@ -35,6 +36,7 @@ TEST(ShiftIndices, KeepsPaddingOfMixedKindsOnly) {
         {ET_SOLID_MIX, -1, {X, 4, X}},  // 0 - 1 wraps to 0xFFFFFFFF
         {ET_TRIA3, 0, {0, 5, X}},
     };
+    // clang-format on
     for (const auto& c : cases) {
         dense2D<unsigned> m = padded(3, {0, 5, X});
         EXPECT_EQ(shift_indices(m, c.shift, c.type), 0);
@@ -47,6 +49,7 @@ TEST(ShiftIndices, KeepsPaddingOfMixedKindsOnly) {
 }
 
 TEST(Permutation, MovesValueAtIToPermIAndLeavesOldViewsAlone) {
+    // clang-format off
     const struct { list v, perm, expected; } cases[] = {
         {{10, 11, 12}, {1, 0}, {11, 10, 12}},        // short perm moves only the first entries
         {{10, 11, 12}, {2, 0, 1}, {11, 12, 10}},
@@ -54,6 +57,7 @@ TEST(Permutation, MovesValueAtIToPermIAndLeavesOldViewsAlone) {
         {{10, 11, 12}, {5, X, 1}, {10, 12, 12}},     // places >= n move nothing
         {{}, {0, 1}, {}},
     };
+    // clang-format on
     for (const auto& c : cases) {
         dense1D<unsigned> v = vec(c.v);
         const dense1D<unsigned> before = v;
@@ -113,7 +117,8 @@ TEST(UniqueIndices, MatchesBruteForceAndRestoresTheOldSizeOnExhaustion) {
         dense1D<unsigned> out = vec({5});
         int failures = 0;
         EXPECT_EQ(with_each_allocation_failing([&] { return unique_indices(out, m, excluded); },
-                                               [&] { EXPECT_EQ(values(out), list{5}); }, &failures), 0);
+                                               [&] { EXPECT_EQ(values(out), list{5}); }, &failures),
+                  0);
         EXPECT_TRUE(values(out) == expected && failures >= 2) << "stride " << stride;
         EXPECT_EQ(with_each_allocation_failing([&] { return count_unique_indices(m); }, [] {}, &failures),
                   int(seen.size()) - 1);  // all but NO_INDEX
@@ -133,6 +138,7 @@ TEST(GetIDs, VectorsPairEqualIdsLastPlaceWinning) {
 }
 
 TEST(GetIDs, ColumnsMatchAsCyclesUnlessOrderIsExact) {
+    // clang-format off
     const struct { std::size_t rows1, rows2; list m1, m2; bool exact; int rc; list m21, m12; } cases[] = {
         {3, 3, {1, 2, 3}, {3, 2, 1}, false, 0, {0}, {0}},  // reversed cycle
         {3, 3, {1, 2, 3}, {3, 2, 1}, true, 0, {X}, {X}},
@@ -143,6 +149,7 @@ TEST(GetIDs, ColumnsMatchAsCyclesUnlessOrderIsExact) {
         {2, 2, {1, X}, {X, 1}, false, 0, {0}, {0}},  // NO_INDEX is an ordinary value
         {2, 3, {1, 2}, {1, 2, 3}, false, -2, {}, {}},
     };
+    // clang-format on
     for (const auto& c : cases) {
         dense1D<unsigned> m21 = vec({9}), m12 = vec({9});
         EXPECT_EQ(get_IDs(padded(c.rows1, c.m1), padded(c.rows2, c.m2), m21, m12, c.exact), c.rc);
@@ -179,8 +186,13 @@ TEST(IncBoundingBox, GrowsTheBoxWithNaNLandingInMinOnly) {
     // The connectivity form takes nodes 2, 0, 1; when their list can't be made the box stays.
     const dense2D<unsigned> connect = padded(2, {2, 0, 1, X});
     int failures = 0;
-    EXPECT_EQ(with_each_allocation_failing([&] { lo = 4, hi = 4; return inc_bounding_box(pos, connect, lo, hi); },
-                                           [&] { EXPECT_TRUE(lo[0] == 4 && lo[1] == 4 && hi[1] == 4); }, &failures), 0);
+    EXPECT_EQ(with_each_allocation_failing(
+                  [&] {
+                      lo = 4, hi = 4;
+                      return inc_bounding_box(pos, connect, lo, hi);
+                  },
+                  [&] { EXPECT_TRUE(lo[0] == 4 && lo[1] == 4 && hi[1] == 4); }, &failures),
+              0);
     EXPECT_TRUE(failures > 0 && lo[0] == 2 && std::isnan(lo[1]) && hi[1] == 5);
     lo = 4, hi = 4;
     EXPECT_EQ(inc_bounding_box(pos, vec({2, 3}), lo, hi), -2);

@@ -12,8 +12,7 @@ using namespace metric_testing;
 // Eigenvalues chosen in a random basis, clamped with hmin = 0.01 (lmax 1e4)
 // and hmax = 100 (lmin 1e-4): each on its own axis. A tensor within the
 // bounds comes back bit for bit.
-template <int N>
-void clamps_each_eigenvalue() {
+template <int N> void clamps_each_eigenvalue() {
     std::mt19937 rng(11);
     const double l[3] = {1e-6, 0.5, 1e6}, want[3] = {1e-4, 0.5, 1e4};
     const double *ln = l + 3 - N, *wn = want + 3 - N;
@@ -23,7 +22,8 @@ void clamps_each_eigenvalue() {
     tensor_from_eigen<N>(ln, q, M.data());
     ASSERT_EQ(cw::bound_metric(M, 0.01, 100), 1);
     for (int k = 0; k < N; ++k)
-        for (int i = 0; i < N; ++i) EXPECT_NEAR(times<N>(M.data(), q + k * N, i), wn[k] * q[k * N + i], 1e-12 * wn[N - 1]);
+        for (int i = 0; i < N; ++i)
+            EXPECT_NEAR(times<N>(M.data(), q + k * N, i), wn[k] * q[k * N + i], 1e-12 * wn[N - 1]);
     tensor_from_eigen<N>(wn, q, W.data());
     M = W;
     EXPECT_EQ(cw::bound_metric(M, 0.009, 101), 0);
@@ -68,7 +68,9 @@ TEST(BoundMetrics, CodesComeInTheirStatedOrder) {
     tq5::dense1D<double> h(2, 1.0);
     tq5::dense2D<double> m4(4, 2, 1.0), m3(3, 2, 0.0), empty;
     auto changed = vec({1});
-    const struct { int got, want; } cases[] = {
+    const struct {
+        int got, want;
+    } cases[] = {
         {cw::bound_metric(M, 0, DBL_MAX), 0},  // no bound: the tensor is not looked at
         {cw::bound_metric(M, NaN, 1), -2},
         {cw::bound_metric(M, 1, INF), -3},
@@ -76,8 +78,8 @@ TEST(BoundMetrics, CodesComeInTheirStatedOrder) {
         {cw::bound_metrics(h, 1, INF), -3},
         {cw::bound_metrics(h, 0, DBL_MAX), 0},
         {cw::bound_metrics(m4, 1, 2, changed), -1},
-        {int(changed.size()), 0},                  // cleared before any test
-        {cw::bound_metrics(m4, 0, DBL_MAX), 0},   // no bound comes before the row test
+        {int(changed.size()), 0},                // cleared before any test
+        {cw::bound_metrics(m4, 0, DBL_MAX), 0},  // no bound comes before the row test
         {cw::bound_metrics(m3, INF, 2), -2},
         {cw::bound_metrics(m3, 1, INF), -3},
         {cw::bound_metrics(empty, INF, INF), 0},

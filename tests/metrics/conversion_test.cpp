@@ -32,14 +32,20 @@ TEST(MetricConversion, FieldsWriteTheirFirstColumns) {
 
     tq5::dense2D<double> e, m6(6, 2), m3(3, 2), m5(5, 2), m31(3, 1), B2(6, 2), B1(6, 1);
     const auto ones = vec<double>({1, 1});
-    const struct { int got, want; } codes[] = {
-        {cw::metrics_iso_to_aniso3d(ones, m3), -2},        {cw::metrics_iso_to_aniso2d(ones, m31), -2},
-        {cw::metrics_iso_to_aniso2d(vec<double>({}), e), 0}, {cw::metrics_iso_to_aniso2d(ones, B1, m3), -2},
-        {cw::metrics_iso_to_aniso2d(ones, m5, m3), -2},    {cw::metrics_iso_to_aniso2d(ones, B2, m31), -3},
-        {cw::metrics_iso_to_aniso2d(vec<double>({}), e, e), 0}, {cw::metrics_aniso3d_to_aniso2d(m5, B1, m3), -1},
-        {cw::metrics_aniso3d_to_aniso2d(m6, B1, m3), -2},  {cw::metrics_aniso3d_to_aniso2d(m6, B2, m31), -3},
+    const struct {
+        int got, want;
+    } codes[] = {
+        {cw::metrics_iso_to_aniso3d(ones, m3), -2},
+        {cw::metrics_iso_to_aniso2d(ones, m31), -2},
+        {cw::metrics_iso_to_aniso2d(vec<double>({}), e), 0},
+        {cw::metrics_iso_to_aniso2d(ones, B1, m3), -2},
+        {cw::metrics_iso_to_aniso2d(ones, m5, m3), -2},
+        {cw::metrics_iso_to_aniso2d(ones, B2, m31), -3},
+        {cw::metrics_iso_to_aniso2d(vec<double>({}), e, e), 0},
+        {cw::metrics_aniso3d_to_aniso2d(m5, B1, m3), -1},
+        {cw::metrics_aniso3d_to_aniso2d(m6, B1, m3), -2},
+        {cw::metrics_aniso3d_to_aniso2d(m6, B2, m31), -3},
         {cw::metrics_aniso3d_to_aniso2d(e, e, m31), 0},
     };
     for (std::size_t i = 0; i < std::size(codes); ++i) EXPECT_EQ(codes[i].got, codes[i].want) << "case " << i;
 }
-

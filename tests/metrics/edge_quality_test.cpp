@@ -41,13 +41,15 @@ TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
     const tq5::dense2D<double> pos4(4, 4, 0.0);
     const tq5::dense2D<unsigned> far = columns(3, {0, 1, 9}), bad_excluded(2, 1, 9u);
     const tq5::dense1D<double> short_sizes(3, 1.0);
-    const struct { int got, want; } cases[] = {
+    const struct {
+        int got, want;
+    } cases[] = {
         {cw::edge_qualities(pos4, tria, cw::ET_TRIA3, sizes, h, none), -1},
         {cw::edge_qualities(pos, far, cw::ET_TRIA3, sizes, h, none), -2},
         {cw::edge_qualities(pos, tria, cw::ET_QUAD4, sizes, h, none), -2},
         {cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, h, bad_excluded), -6},
         {cw::edge_qualities(pos, tria, cw::ET_TRIA3, short_sizes, h, none), -4},
-        {cw::edge_qualities(pos4, t, t, one, sizes, h, none), 0},  // no block
+        {cw::edge_qualities(pos4, t, t, one, sizes, h, none), 0},       // no block
         {cw::edge_qualities(pos4, t, t + 1, two, sizes, h, none), -1},  // before the type count
         {cw::edge_qualities(pos, t, t + 1, two, sizes, h, none), -4},
         {cw::edge_qualities(pos, t + 1, t, one, sizes, h, none), -4},
@@ -66,7 +68,7 @@ TEST(EdgeQualities, TetrahedronWithIsotropicTensors) {
     ASSERT_EQ(cw::metrics_iso_to_aniso3d(tq5::dense1D<double>(4, 0.5), metrics), 0);
     tq5::misc::histogram hist;
     ASSERT_EQ(cw::edge_qualities(pos, columns(4, {0, 1, 2, 3}), cw::ET_TETRA4, metrics, hist, {}), 0);
-    EXPECT_TRUE(hist.count() == 6 && std::fabs(hist.min() - 2) < 1e-14 && std::fabs(hist.max() - 2 * std::sqrt(2.0)) < 1e-14);
+    EXPECT_TRUE(hist.count() == 6 && std::fabs(hist.min() - 2) < 1e-14 &&
+                std::fabs(hist.max() - 2 * std::sqrt(2.0)) < 1e-14);
     EXPECT_NEAR(hist.mean(), 1 + std::sqrt(2.0), 1e-14);
 }
-

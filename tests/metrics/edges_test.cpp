@@ -11,9 +11,9 @@ using namespace cwtest;
 // ET_HEXA8 and ET_HEXA27. Mixed columns go by their own table.
 TEST(CopyEdges, EdgesOfOneElementPerType) {
     const std::pair<cw::element_type, std::size_t> cases[] = {
-        {cw::ET_BAR2, 1},   {cw::ET_BAR3, 1},    {cw::ET_TRIA3, 3},  {cw::ET_TRIA6, 3},  {cw::ET_QUAD4, 4},
-        {cw::ET_QUAD8, 4},  {cw::ET_QUAD9, 4},   {cw::ET_TETRA4, 6}, {cw::ET_TETRA10, 6}, {cw::ET_PYRA5, 8},
-        {cw::ET_PYRA14, 8}, {cw::ET_PENTA6, 9},  {cw::ET_PENTA18, 9}, {cw::ET_HEXA8, 12}, {cw::ET_HEXA27, 12},
+        {cw::ET_BAR2, 1},   {cw::ET_BAR3, 1},   {cw::ET_TRIA3, 3},   {cw::ET_TRIA6, 3},   {cw::ET_QUAD4, 4},
+        {cw::ET_QUAD8, 4},  {cw::ET_QUAD9, 4},  {cw::ET_TETRA4, 6},  {cw::ET_TETRA10, 6}, {cw::ET_PYRA5, 8},
+        {cw::ET_PYRA14, 8}, {cw::ET_PENTA6, 9}, {cw::ET_PENTA18, 9}, {cw::ET_HEXA8, 12},  {cw::ET_HEXA27, 12},
         {cw::ET_HEXA20, 0}, {cw::ET_NODE, 0}};
     for (const auto& c : cases) {
         tq5::dense2D<unsigned> element(cw::node_count(c.first), 1), edges;
@@ -26,8 +26,10 @@ TEST(CopyEdges, EdgesOfOneElementPerType) {
     ASSERT_EQ(cw::copy_edges(padded(4, {0, 1, 2, NO, 1, 3, 4, 2}), cw::ET_FACE_MIX, edges), 0);
     EXPECT_EQ(values(edges), (list{0, 1, 0, 2, 1, 2, 1, 3, 2, 4, 3, 4}));  // (1, 2) shared
     edges.clear();  // a tetrahedron, a pyramid, a prism and a hexahedron without common nodes: 6 + 8 + 9 + 12
-    ASSERT_EQ(cw::copy_edges(columns(8, {0, 1, 2, 3, NO, NO, NO, NO, 10, 11, 12, 13, 14, NO, NO, NO, 20, 21, 22, 23,
-                                         24, 25, NO, NO, 30, 31, 32, 33, 34, 35, 36, 37}), cw::ET_SOLID_MIX, edges), 0);
+    ASSERT_EQ(cw::copy_edges(columns(8, {0,  1,  2,  3,  NO, NO, NO, NO, 10, 11, 12, 13, 14, NO, NO, NO,
+                                         20, 21, 22, 23, 24, 25, NO, NO, 30, 31, 32, 33, 34, 35, 36, 37}),
+                             cw::ET_SOLID_MIX, edges),
+              0);
     EXPECT_EQ(edges.cols(), 35u);
 }
 
@@ -36,8 +38,9 @@ TEST(CopyEdges, EdgesOfOneElementPerType) {
 TEST(CopyEdges, BlocksMatchABruteForceSetAndAreAppended) {
     tq5::dense2D<unsigned> blocks[2], edges;
     ASSERT_TRUE(tq5::examples::block_tetra(4, 3, 5, blocks[0]) && tq5::examples::block_hexa(4, 3, 5, blocks[1]));
-    const unsigned pairs[2][12][2] = {{{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}},
-                                      {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}};
+    const unsigned pairs[2][12][2] = {
+        {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}},
+        {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}};
     std::set<std::pair<unsigned, unsigned>> want;
     for (int b = 0; b < 2; ++b)
         for (std::size_t c = 0; c < blocks[b].cols(); ++c)
@@ -59,7 +62,9 @@ TEST(CopyEdges, CodesAndStorageFailures) {
     tq5::dense2D<unsigned> edges, three_rows(3, 1, 0u), blocks[2] = {tria, tria};
     const auto t = vec<int>({cw::ET_TRIA3, cw::ET_TRIA3}), t1 = vec<int>({cw::ET_TRIA3});
     const auto tq = vec<int>({cw::ET_TRIA3, cw::ET_QUAD4});
-    const struct { int got, want; } cases[] = {
+    const struct {
+        int got, want;
+    } cases[] = {
         {cw::copy_edges(tq5::dense2D<unsigned>(), cw::ET_TRIA3, three_rows), 0},
         {cw::copy_edges(columns(2, {0, 1}), cw::ET_TRIA3, edges), -1},  // not the rows of the type
         {cw::copy_edges(columns(5, {0, 1, 2, 3, 4}), cw::ET_FACE_MIX, edges), -1},
@@ -79,4 +84,3 @@ TEST(CopyEdges, CodesAndStorageFailures) {
     tq5::testing::fail_allocations_after(-1);
     EXPECT_EQ(values(edges), (list{7, 8}));
 }
-

@@ -7,14 +7,12 @@
 namespace {
 
 using namespace metric_testing;
-template <int N>
-using S = tq5::symmetric_fixed<double, N>;
+template <int N> using S = tq5::symmetric_fixed<double, N>;
 
 // Random tensors from a fixed seed against the definition: M2 q = d M1 q
 // (M1 = I for the plain problem), unit columns, orthogonal ones for M1 = I,
 // values ascending.
-template <int N>
-void pairs_meet_their_definition(bool general) {
+template <int N> void pairs_meet_their_definition(bool general) {
     std::mt19937 rng(20240611);
     std::uniform_real_distribution<double> u(-1, 1);
     for (int t = 0; t < 2000; ++t) {
@@ -75,9 +73,11 @@ TEST(EigenPairs, HandCases) {
 }
 
 TEST(Dspev, BadArgumentsAreReportedWithoutStopping) {
-    const struct { char jobz, uplo; long n, ldz, info; } cases[] = {
-        {'X', 'U', 3, 3, -1}, {'V', 'X', 3, 3, -2}, {'V', 'U', -1, 3, -3},
-        {'V', 'U', 3, 2, -7}, {'N', 'U', 3, 0, -7}, {'n', 'l', 3, 1, 0}};
+    const struct {
+        char jobz, uplo;
+        long n, ldz, info;
+    } cases[] = {{'X', 'U', 3, 3, -1}, {'V', 'X', 3, 3, -2}, {'V', 'U', -1, 3, -3},
+                 {'V', 'U', 3, 2, -7}, {'N', 'U', 3, 0, -7}, {'n', 'l', 3, 1, 0}};
     for (const auto& c : cases) {
         double ap[6] = {1, 0, 1, 0, 0, 1}, w[3], z[9], work[9];
         long info = 99;

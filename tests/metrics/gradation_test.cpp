@@ -22,16 +22,15 @@ using tensors_t = tq5::dense2D<double>;
 
 enum form { gradation, variation };
 
-template <class Field>
-int bound(form f, const tensors_t& pos, const tq5::dense2D<unsigned>& c, cw::element_type fe,
-          const tq5::dense1D<unsigned>& hard, bool hold, int direction, double limit, Field& field) {
+template <class Field> int bound(form f, const tensors_t& pos, const tq5::dense2D<unsigned>& c, cw::element_type fe,
+                                 const tq5::dense1D<unsigned>& hard, bool hold, int direction, double limit,
+                                 Field& field) {
     return f == gradation ? cw::bound_metric_gradations(pos, c, fe, hard, hold, direction, limit, field)
                           : cw::bound_metric_variations(pos, c, fe, hard, hold, direction, limit, field);
 }
 
 // Isotropic tensors of dimension N from sizes, and the sizes back.
-template <int N>
-tensors_t isotropic(const sizes_t& h) {
+template <int N> tensors_t isotropic(const sizes_t& h) {
     tensors_t m(d::packed<N>, h.size());
     for (std::size_t c = 0; c < h.size(); ++c) d::isotropic_metric<N>(h[c], &m(0, c));
     return m;
@@ -42,8 +41,7 @@ double size_of(const tensors_t& m, std::size_t c) {
         if (std::fabs(m(r, c) - (r == 2 || r == 5 ? m(0, c) : 0)) > 1e-12 * m(0, c)) return NAN;
     return 1 / std::sqrt(m(0, c));
 }
-template <class Field>
-Field copy_of(const Field& x) {
+template <class Field> Field copy_of(const Field& x) {
     Field out;
     out.copy(x);
     return out;

@@ -11,8 +11,7 @@ using namespace metric_testing;
 
 // The minimum is at least as fine as both inputs in every direction and the
 // maximum at most as fine; M with itself gives M back.
-template <int N>
-void dominates_both() {
+template <int N> void dominates_both() {
     std::mt19937 rng(42);
     std::normal_distribution<double> g;
     for (int t = 0; t < 500; ++t) {

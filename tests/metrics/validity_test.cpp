@@ -60,7 +60,8 @@ TEST(OverwriteInvalidMetrics, ReplacementRulesAndCodes) {
     EXPECT_EQ(cw::overwrite_invalid_metrics(bad, h), -1);
     // From sizes: size 0 skips, a NaN size writes the zero tensor and counts.
     EXPECT_EQ(cw::overwrite_invalid_metrics(m3, vec<double>({0.5, 0.5, 0.0, NaN})), 2);
-    EXPECT_EQ(values(m3), (std::vector<double>{4, 0, 4, 0, 0, 4, 1, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(values(m3),
+              (std::vector<double>{4, 0, 4, 0, 0, 4, 1, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 }  // namespace

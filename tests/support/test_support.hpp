@@ -28,18 +28,15 @@ using list = std::vector<unsigned>;
 template <class T> struct same { using type = T; };
 template <class T> using lit = std::initializer_list<typename same<T>::type>;
 
-template <class T>
-tq5::dense1D<T> vec(const std::vector<T>& entries) {
+template <class T> tq5::dense1D<T> vec(const std::vector<T>& entries) {
     tq5::dense1D<T> v(entries.size());
     std::copy(entries.begin(), entries.end(), v.begin());
     return v;
 }
-template <class T = unsigned>
-tq5::dense1D<T> vec(lit<T> entries) { return vec(std::vector<T>(entries)); }
+template <class T = unsigned> tq5::dense1D<T> vec(lit<T> entries) { return vec(std::vector<T>(entries)); }
 
 // A matrix of `rows` rows from its entries given column by column (ld = rows).
-template <class T = unsigned>
-tq5::dense2D<T> columns(std::size_t rows, lit<T> entries) {
+template <class T = unsigned> tq5::dense2D<T> columns(std::size_t rows, lit<T> entries) {
     tq5::dense2D<T> m(rows, rows ? entries.size() / rows : 0);
     std::size_t i = 0;
     for (T x : entries) m.data()[i++] = x;
@@ -48,27 +45,23 @@ tq5::dense2D<T> columns(std::size_t rows, lit<T> entries) {
 
 // The same matrix as a view inside a bigger one, with one row of `pad` above
 // and below each column: ld > rows and the offset is not 0.
-template <class T = unsigned>
-tq5::dense2D<T> padded(std::size_t rows, const std::vector<T>& entries, T pad = T(7777)) {
+template <class T = unsigned> tq5::dense2D<T> padded(std::size_t rows, const std::vector<T>& entries, T pad = T(7777)) {
     tq5::dense2D<T> all(rows + 2, rows ? entries.size() / rows : 0, pad);
     for (std::size_t i = 0; i < entries.size(); ++i) all(1 + i % rows, i / rows) = entries[i];
     return all.sub_matrix(1, 0, rows, all.cols());
 }
 
 // The pad rows of a view made by `padded` were neither written nor moved.
-template <class T>
-bool pad_intact(const tq5::dense2D<T>& m, T pad = T(7777)) {
+template <class T> bool pad_intact(const tq5::dense2D<T>& m, T pad = T(7777)) {
     for (std::size_t j = 0; j < m.cols(); ++j)
         if (m.data()[j * m.ld() - 1] != pad || m.data()[j * m.ld() + m.rows()] != pad) return false;
     return true;
 }
 
-template <class T>
-std::vector<T> values(const tq5::dense1D<T>& v) { return std::vector<T>(v.begin(), v.end()); }
+template <class T> std::vector<T> values(const tq5::dense1D<T>& v) { return std::vector<T>(v.begin(), v.end()); }
 
 // Entries column by column, stepping by ld.
-template <class T>
-std::vector<T> values(const tq5::dense2D<T>& m) {
+template <class T> std::vector<T> values(const tq5::dense2D<T>& m) {
     std::vector<T> out;
     for (std::size_t c = 0; c < m.cols(); ++c)
         for (std::size_t r = 0; r < m.rows(); ++r) out.push_back(m(r, c));
@@ -79,9 +72,8 @@ std::vector<T> values(const tq5::dense2D<T>& m) {
 // returns something other than ERR_ALLOC; `failed()` checks the state after each
 // failure, `setup()` (not counted) prepares each run. Returns the result of the
 // first successful run; `failures` gets the number of failed runs.
-template <class Run, class Failed>
-int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr,
-                                 const std::function<void()>& setup = nullptr) {
+template <class Run, class Failed> int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr,
+                                                                    const std::function<void()>& setup = nullptr) {
     for (long n = 0;; ++n) {
         if (setup) setup();
         tq5::testing::fail_allocations_after(n);

@@ -31,8 +31,7 @@ template <class T> class dense2D;
 /// \endcode
 /// @note The reference count is atomic: views of one block may live on several
 ///   threads. Writes need the callers' own synchronisation.
-template <class T, unsigned A = 16>
-class dense1D {
+template <class T, unsigned A = 16> class dense1D {
 public:
     using block_type = vector_num<T, A>;
     using value_type = T;
@@ -45,8 +44,7 @@ public:
     dense1D(std::size_t n, T v) : dense1D() { resize(n, v); }
     /// View over `n` elements of caller-owned memory, which is never freed;
     /// growth moves the data into owned memory.
-    dense1D(T* external, std::size_t n)
-        : block_(new block_type(external, n)), size_(external ? n : 0), offset_(0) {}
+    dense1D(T* external, std::size_t n) : block_(new block_type(external, n)), size_(external ? n : 0), offset_(0) {}
     /// Shallow copy: shares block, size and offset.
     dense1D(const dense1D& o) noexcept : block_(o.block_), size_(o.size_), offset_(o.offset_) {}
     /// Shallow assignment, as `shallow_copy`.
@@ -157,9 +155,7 @@ public:
     }
 
     /// View of elements [first, first + n) on the same block; writes reach the parent.
-    dense1D sub_vector(std::size_t first, std::size_t n) noexcept {
-        return dense1D(block_, n, offset_ + first);
-    }
+    dense1D sub_vector(std::size_t first, std::size_t n) noexcept { return dense1D(block_, n, offset_ + first); }
     const dense1D sub_vector(std::size_t first, std::size_t n) const noexcept {
         return dense1D(block_, n, offset_ + first);
     }
@@ -179,8 +175,7 @@ public:
 
 private:
     template <class U> friend class dense2D;
-    dense1D(const Ptr<block_type>& b, std::size_t n, std::size_t off) noexcept
-        : block_(b), size_(n), offset_(off) {}
+    dense1D(const Ptr<block_type>& b, std::size_t n, std::size_t off) noexcept : block_(b), size_(n), offset_(off) {}
     T* data_or_null() const noexcept {
         T* d = block_->data();
         return d ? d + offset_ : nullptr;

@@ -26,8 +26,7 @@ namespace tq5 {
 ///   tets.resize(4, 10, 0u);               // 10 columns, the new ones all 0
 ///   unsigned n3 = tets(3, 0);             // row 3 of column 0
 /// \endcode
-template <class T>
-class dense2D {
+template <class T> class dense2D {
 public:
     using vector_type = dense1D<T, 16>;
     using block_type = vector_num<T, 16>;
@@ -42,8 +41,11 @@ public:
     /// View over caller-owned memory of `rows` x `cols` entries with ld = rows,
     /// never freed; growth moves the data into owned memory.
     dense2D(T* external, std::size_t rows, std::size_t cols)
-        : block_(new block_type(external, rows * cols)), offset_(0),
-          rows_(external ? rows : 0), cols_(external ? cols : 0), ld_(external ? rows : 0) {}
+        : block_(new block_type(external, rows * cols)),
+          offset_(0),
+          rows_(external ? rows : 0),
+          cols_(external ? cols : 0),
+          ld_(external ? rows : 0) {}
     /// Shallow copy: shares the block; rows, cols and ld are taken over.
     dense2D(const dense2D& o) noexcept
         : block_(o.block_), offset_(o.offset_), rows_(o.rows_), cols_(o.cols_), ld_(o.ld_) {}
@@ -78,9 +80,7 @@ public:
     const T* data() const noexcept { return data_or_null(); }
 
     T& operator()(std::size_t r, std::size_t c) noexcept { return block_->data()[offset_ + c * ld_ + r]; }
-    const T& operator()(std::size_t r, std::size_t c) const noexcept {
-        return block_->data()[offset_ + c * ld_ + r];
-    }
+    const T& operator()(std::size_t r, std::size_t c) const noexcept { return block_->data()[offset_ + c * ld_ + r]; }
 
     /// Dimensions become r x c. With r unchanged, existing columns keep their
     /// place and values and ld stays; cutting columns drops them at the end.
@@ -156,8 +156,7 @@ public:
     /// Appends one column of height N. Fails (unchanged) when the matrix is not
     /// empty and has another height. When full it reserves the greater of
     /// `min_cols` and twice cols. @return false on mismatch or exhaustion.
-    template <std::size_t N>
-    bool push_back(const vector_fixed<T, N>& v, std::size_t min_cols = 4) noexcept {
+    template <std::size_t N> bool push_back(const vector_fixed<T, N>& v, std::size_t min_cols = 4) noexcept {
         if (!empty() && rows_ != N) return false;
         if (!empty() && ld_ == N && (cols_ + 1) * N <= room_from_offset()) {  // room left: no division
             T* dst = block_->data() + offset_ + cols_ * N;
@@ -218,7 +217,8 @@ private:
         ld_ = r;
         T* d = data();
         const T* s = src.data();
-        for (std::size_t j = 0; j < c && r; ++j) std::memcpy(static_cast<void*>(d + j * r), s + j * src.ld_, r * sizeof(T));
+        for (std::size_t j = 0; j < c && r; ++j)
+            std::memcpy(static_cast<void*>(d + j * r), s + j * src.ld_, r * sizeof(T));
         return true;
     }
     bool append(const dense2D& src, const unsigned* list, std::size_t n) noexcept {

@@ -8,8 +8,7 @@
 namespace tq5 {
 
 /// N contiguous values, no other field. An aggregate: `vector_fixed<unsigned,3> f{{1, 2, 3}}`.
-template <class T, std::size_t N>
-struct vector_fixed {
+template <class T, std::size_t N> struct vector_fixed {
     T v[N];
 
     static constexpr std::size_t size() noexcept { return N; }
@@ -25,8 +24,7 @@ struct vector_fixed {
 };
 
 /// R x C values in column-major order, ready for LAPACK with leading dimension R.
-template <class T, std::size_t R, std::size_t C>
-struct matrix_fixed {
+template <class T, std::size_t R, std::size_t C> struct matrix_fixed {
     T v[R * C];
 
     /// Flat access, column-major.
@@ -41,8 +39,7 @@ struct matrix_fixed {
 
 /// The N(N+1)/2 entries of the upper triangle of a symmetric N x N matrix,
 /// packed by columns: (0,0), (0,1), (1,1), (0,2), (1,2), (2,2), ...
-template <class T, std::size_t N>
-struct symmetric_fixed {
+template <class T, std::size_t N> struct symmetric_fixed {
     static constexpr std::size_t packed = N * (N + 1) / 2;
     T v[packed];
 

@@ -57,8 +57,7 @@ private:
 
 /// Intrusive smart pointer on a `ref_counted` descendant. Null is allowed and
 /// skipped when counting.
-template <class T>
-class Ptr {
+template <class T> class Ptr {
 public:
     Ptr() noexcept : p_(nullptr) {}
     Ptr(T* p) noexcept : p_(p) { take(p_); }  // NOLINT: implicit by design
@@ -81,16 +80,19 @@ public:
     explicit operator bool() const noexcept { return p_ != nullptr; }
 
 private:
-    static void take(T* p) noexcept { if (p) static_cast<ref_counted*>(p)->__add_ref(); }
-    static void drop(T* p) noexcept { if (p) static_cast<ref_counted*>(p)->__release(); }
+    static void take(T* p) noexcept {
+        if (p) static_cast<ref_counted*>(p)->__add_ref();
+    }
+    static void drop(T* p) noexcept {
+        if (p) static_cast<ref_counted*>(p)->__release();
+    }
     T* p_;
 };
 
 /// Storage block: a run of `T` aligned to `A` bytes. Created by `new`, always
 /// held by `Ptr`. Memory not owned by the block (a view over caller memory) is
 /// marked by a shift of 65535 and is never freed.
-template <class T, unsigned A = 16>
-class vector_num : public ref_counted {
+template <class T, unsigned A = 16> class vector_num : public ref_counted {
     static_assert(std::is_trivially_copyable<T>::value, "vector_num holds plain values");
     static_assert(A > 0 && (A & (A - 1)) == 0 && A < 65535, "alignment is a power of two");
 
@@ -99,8 +101,7 @@ public:
 
     vector_num() noexcept = default;
     /// A block over caller-owned memory: never freed; growth moves data to owned memory.
-    vector_num(T* external, std::size_t n) noexcept
-        : data_(external), capacity_(external ? n : 0), shift_(EXTERNAL) {}
+    vector_num(T* external, std::size_t n) noexcept : data_(external), capacity_(external ? n : 0), shift_(EXTERNAL) {}
     ~vector_num() override { release(); }
 
     T* data() const noexcept { return data_; }
@@ -140,8 +141,7 @@ public:
     /// Frees owned memory (never memory marked external); data becomes null,
     /// capacity and shift 0.
     void release() noexcept {
-        if (data_ && shift_ != EXTERNAL)
-            __vector_num_free(reinterpret_cast<char*>(data_) - shift_);
+        if (data_ && shift_ != EXTERNAL) __vector_num_free(reinterpret_cast<char*>(data_) - shift_);
         data_ = nullptr;
         capacity_ = 0;
         shift_ = 0;

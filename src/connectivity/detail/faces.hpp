@@ -25,10 +25,12 @@ inline constexpr local_entities bar2_ends = {2, {1, 1}, {{1}, {0}}};
 inline constexpr local_entities tria_edges = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
 inline constexpr local_entities quad_edges = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
 inline constexpr local_entities tetra_face = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
-inline constexpr local_entities pyra_face = {5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
-inline constexpr local_entities penta_face = {5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
-inline constexpr local_entities hexa_face = {6, {4, 4, 4, 4, 4, 4},
-                                      {{0, 3, 7, 4}, {1, 5, 6, 2}, {0, 4, 5, 1}, {3, 2, 6, 7}, {0, 1, 2, 3}, {4, 7, 6, 5}}};
+inline constexpr local_entities pyra_face = {
+    5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
+inline constexpr local_entities penta_face = {
+    5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
+inline constexpr local_entities hexa_face = {
+    6, {4, 4, 4, 4, 4, 4}, {{0, 3, 7, 4}, {1, 5, 6, 2}, {0, 4, 5, 1}, {3, 2, 6, 7}, {0, 1, 2, 3}, {4, 7, 6, 5}}};
 
 // The linear kind of one column of a mixed matrix (ld-stepped column pointer).
 inline const local_entities& face_mix_kind(const unsigned* col) noexcept {
@@ -73,8 +75,7 @@ inline int compare_cycles(const unsigned* a, const unsigned* b, unsigned n) noex
 // matrix), words of a face (1 to 4; a triangle in 4 words is closed by
 // NO_INDEX), and the entity table of one column.
 template <element_type T> struct linear_kind;
-template <unsigned Rows, unsigned Entities, unsigned Words, const local_entities& Table>
-struct fixed_linear_kind {
+template <unsigned Rows, unsigned Entities, unsigned Words, const local_entities& Table> struct fixed_linear_kind {
     static constexpr unsigned rows = Rows, entities = Entities, words = Words;
     static const local_entities& of(const unsigned*) noexcept { return Table; }
 };
@@ -98,14 +99,11 @@ template <> struct linear_kind<ET_SOLID_MIX> {
 // once; a 3-row ET_FACE_MIX is taken as ET_TRIA3; a connectivity that fails the
 // shape check, or has not the rows of its kind, gives -1; a kind without a
 // table (all quadratic ones) gives -2. Otherwise returns `f(linear_kind<T>{})`.
-template <class F>
-int with_linear_kind(const dense2D<unsigned>& connect, element_type type, F&& f) {
+template <class F> int with_linear_kind(const dense2D<unsigned>& connect, element_type type, F&& f) {
     if (connect.empty()) return 0;
     if (type == ET_FACE_MIX && connect.rows() == 3) type = ET_TRIA3;
     if (!check_IDs(connect, type, NO_INDEX)) return -1;
-    auto run = [&](auto kind) -> int {
-        return connect.rows() == decltype(kind)::rows ? f(kind) : -1;
-    };
+    auto run = [&](auto kind) -> int { return connect.rows() == decltype(kind)::rows ? f(kind) : -1; };
     switch (type) {
         case ET_BAR2: return run(linear_kind<ET_BAR2>{});
         case ET_TRIA3: return run(linear_kind<ET_TRIA3>{});

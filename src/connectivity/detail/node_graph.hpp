@@ -61,7 +61,8 @@ inline int flatten(const dense2D<unsigned>& connect, dense1D<unsigned>& offsets,
     }
     const unsigned* src = connect.data();
     unsigned* dst = flat.data();
-    for (std::size_t e = 0; e < cols; ++e) std::copy(src + e * connect.ld(), src + e * connect.ld() + rows, dst + e * rows);
+    for (std::size_t e = 0; e < cols; ++e)
+        std::copy(src + e * connect.ld(), src + e * connect.ld() + rows, dst + e * rows);
     return 0;
 }
 

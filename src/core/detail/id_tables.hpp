@@ -148,8 +148,8 @@ public:
 private:
     static constexpr std::uint64_t EMPTY = ~std::uint64_t(0);  // key NO_INDEX: never stored
     bool direct_ = true;
-    dense1D<unsigned> values_;     // direct: value of key x at x
-    dense1D<std::uint64_t> slots_; // hashed: key in the high word, value in the low
+    dense1D<unsigned> values_;      // direct: value of key x at x
+    dense1D<std::uint64_t> slots_;  // hashed: key in the high word, value in the low
     unsigned bits_ = 0;
     std::size_t mask_ = 0;
 };

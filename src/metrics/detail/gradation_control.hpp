@@ -156,13 +156,11 @@ private:
 /// a threshold not below the limit, and skips the shock's logarithm and power
 /// where the end lengths alone show that it is not (`screen` of the limit).
 struct shock_measure {
-    template <int N, class V>
-    static double of(const double* pi, const double* pj, V a, V b) noexcept {
+    template <int N, class V> static double of(const double* pi, const double* pj, V a, V b) noexcept {
         return edge_shock<N>(pi, pj, a, b);
     }
-    template <int N, class V>
-    static bool above(const double* pi, const double* pj, V a, V b, double screen, double threshold,
-                      double& q) noexcept {
+    template <int N, class V> static bool above(const double* pi, const double* pj, V a, V b, double screen,
+                                                double threshold, double& q) noexcept {
         return edge_shock_above<N>(pi, pj, a, b, screen, threshold, q);
     }
     static double screen(double limit) noexcept { return shock_screen(limit); }
@@ -171,8 +169,7 @@ struct shock_measure {
 
 /// Variation: the plain slope of the size; a limit g allows g per unit length.
 struct variation_measure {
-    template <int N, class V>
-    static double of(const double* pi, const double* pj, V a, V b) noexcept {
+    template <int N, class V> static double of(const double* pi, const double* pj, V a, V b) noexcept {
         return edge_variation<N>(pi, pj, a, b);
     }
     template <int N, class V>
@@ -188,8 +185,7 @@ struct variation_measure {
 // Field kinds
 
 /// A size per node.
-template <int N>
-struct size_values {
+template <int N> struct size_values {
     using value = double;
     double* h;
 
@@ -214,8 +210,7 @@ struct size_values {
 };
 
 /// A packed tensor per node, one column of a field with leading dimension ld.
-template <int N>
-struct tensor_values {
+template <int N> struct tensor_values {
     struct value {
         double m[packed<N>];
     };
@@ -260,15 +255,22 @@ struct graph_view {
 };
 
 /// The control loop of one field, measure and dimension.
-template <int N, class Field, class Measure>
-class control_loop {
+template <int N, class Field, class Measure> class control_loop {
 public:
     using value = typename Field::value;
 
     control_loop(const double* pos, std::size_t pos_ld, graph_view graph, unsigned* stamp, unsigned char* direction,
                  Field field, double limit)
-        : pos_(pos), ld_(pos_ld), g_(graph), stamp_(stamp), dir_(direction), field_(field), limit_(limit),
-          threshold_(limit * GROWTH_LIMIT_SLACK), slope_(Measure::slope(limit)), screen_(Measure::screen(limit)),
+        : pos_(pos),
+          ld_(pos_ld),
+          g_(graph),
+          stamp_(stamp),
+          dir_(direction),
+          field_(field),
+          limit_(limit),
+          threshold_(limit * GROWTH_LIMIT_SLACK),
+          slope_(Measure::slope(limit)),
+          screen_(Measure::screen(limit)),
           huge_(std::sqrt(DBL_MAX)) {}
 
     /// The highest value the change counter reaches before the stamps are
@@ -421,8 +423,7 @@ public:
     /// Halving search of the penalty's minimum on [lo, hi], to a relative
     /// tolerance `tol` of the bracket or of the penalty's spread.
     /// @return the lowest of the final three points, the lower end on ties.
-    template <class Penalty>
-    static double refine_fraction(double lo, double hi, double tol, Penalty penalty) noexcept {
+    template <class Penalty> static double refine_fraction(double lo, double hi, double tol, Penalty penalty) noexcept {
         auto larger = [](double a, double b) { return a < b ? b : a; };
         const double span = std::fabs(hi - lo);
         double mid = (lo + hi) * 0.5;

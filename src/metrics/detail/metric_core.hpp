@@ -24,8 +24,7 @@ namespace cellworks {
 namespace detail {
 
 /// Number of packed entries of a symmetric N x N tensor.
-template <int N>
-constexpr int packed = N * (N + 1) / 2;
+template <int N> constexpr int packed = N*(N + 1) / 2;
 
 /// Isotropic eigenvalue of a size: 1/(h*h) when h > 0, 0 otherwise (NaN included).
 inline double size_to_eigenvalue(double h) noexcept { return h > 0 ? 1.0 / (h * h) : 0.0; }
@@ -101,8 +100,7 @@ inline bool eigen_pairs_3x3(const double* m, double* w, double* z) noexcept {
 /// (never LAPACK), `dspev` in 3D. w gets N values, z the N x N vectors in
 /// columns, the first for the lowest value. @return false on failure (w and z
 /// then partly written).
-template <int N>
-inline bool symmetric_eigen(const double* m, double* w, double* z) noexcept {
+template <int N> inline bool symmetric_eigen(const double* m, double* w, double* z) noexcept {
     if constexpr (N == 2)
         return eigen_pairs_2x2(m[0], m[1], m[2], w[0], w[1], z, z + 2, true);
     else
@@ -112,8 +110,7 @@ inline bool symmetric_eigen(const double* m, double* w, double* z) noexcept {
 /// The lowest eigenvalue as the validity test reads it: 2D in closed form
 /// whatever its finiteness, 3D through `dspev` without vectors, whatever its
 /// info.
-template <int N>
-inline double lowest_eigenvalue(const double* m) noexcept {
+template <int N> inline double lowest_eigenvalue(const double* m) noexcept {
     if constexpr (N == 2) {
         double l0, l1;
         eigen_values_2x2(m[0], m[1], m[2], l0, l1);
@@ -129,10 +126,7 @@ inline double lowest_eigenvalue(const double* m) noexcept {
 
 /// A usable metric: the lowest eigenvalue is not <= 0. A NaN eigenvalue
 /// passes, and so does a huge one: tensors get no finiteness test.
-template <int N>
-inline bool is_valid_metric(const double* m) noexcept {
-    return !(0 >= lowest_eigenvalue<N>(m));
-}
+template <int N> inline bool is_valid_metric(const double* m) noexcept { return !(0 >= lowest_eigenvalue<N>(m)); }
 
 /// In-place factor M = L LT of a packed 3x3 tensor a, b, c, d, e, f = m00,
 /// m01, m11, m02, m12, m22; on success the same places hold l00, l10, l11,
@@ -189,8 +183,7 @@ inline bool cholesky_3x3(double* m) noexcept {
 
 // Scales each column of the n x n matrix q to unit length; a column of
 // length 0 is left as it is.
-template <int N>
-inline void normalise_columns(double* q) noexcept {
+template <int N> inline void normalise_columns(double* q) noexcept {
     for (int k = 0; k < N; ++k) {
         double nn = 0;
         for (int i = 0; i < N; ++i) nn += q[k * N + i] * q[k * N + i];
@@ -269,8 +262,7 @@ inline bool eigen_pairs_general_3x3(const double* m1, const double* m2, double* 
 
 /// M2 x = d M1 x in dimension N: d gets N values, q the unit vectors in
 /// columns. @return false when M1 is refused or the solver fails.
-template <int N>
-inline bool eigen_pairs_general(const double* m1, const double* m2, double* d, double* q) noexcept {
+template <int N> inline bool eigen_pairs_general(const double* m1, const double* m2, double* d, double* q) noexcept {
     if constexpr (N == 2)
         return eigen_pairs_general_2x2(m1, m2, d, q);
     else
@@ -281,8 +273,7 @@ inline bool eigen_pairs_general(const double* m1, const double* m2, double* d, d
 // Building and clamping tensors
 
 /// dT M d for a packed tensor M and a vector d of N values.
-template <int N>
-inline double quadratic_form(const double* m, const double* d) noexcept {
+template <int N> inline double quadratic_form(const double* m, const double* d) noexcept {
     if constexpr (N == 2)
         return m[0] * d[0] * d[0] + 2 * m[1] * d[0] * d[1] + m[2] * d[1] * d[1];
     else
@@ -294,8 +285,7 @@ inline double quadratic_form(const double* m, const double* d) noexcept {
 /// group of N values of c: the eigenvectors (columns of a column-major
 /// matrix) after an eigen decomposition, the rows of the inverse basis after
 /// `reduce_metric_pair`. m must not overlap l or c.
-template <int N>
-inline void rebuild_metric(const double* l, const double* c, double* m) noexcept {
+template <int N> inline void rebuild_metric(const double* l, const double* c, double* m) noexcept {
     for (int j = 0; j < N; ++j)
         for (int i = 0; i <= j; ++i) {
             double v = 0;
@@ -306,8 +296,7 @@ inline void rebuild_metric(const double* l, const double* c, double* m) noexcept
 
 /// The isotropic tensor of size h: 1/(h*h) on the diagonal when h > 0, the
 /// zero tensor otherwise.
-template <int N>
-inline void isotropic_metric(double h, double* m) noexcept {
+template <int N> inline void isotropic_metric(double h, double* m) noexcept {
     const double v = size_to_eigenvalue(h);
     for (int j = 0; j < N; ++j)
         for (int i = 0; i <= j; ++i) m[i + j * (j + 1) / 2] = i == j ? v : 0.0;
@@ -327,8 +316,7 @@ inline eigen_bounds eigen_bounds_of(double hmin, double hmax) noexcept {
 /// decomposed becomes lmax times the unit matrix. The tensor is rewritten
 /// only when something changed, so an unchanged tensor keeps its exact bits.
 /// @return true when the tensor changed.
-template <int N>
-inline bool bound_metric_core(double* m, eigen_bounds b) noexcept {
+template <int N> inline bool bound_metric_core(double* m, eigen_bounds b) noexcept {
     double w[N], z[N * N];
     bool changed = false;
     if (!symmetric_eigen<N>(m, w, z)) {
@@ -357,8 +345,7 @@ inline bool bound_metric_core(double* m, eigen_bounds b) noexcept {
 // Simultaneous reduction of two tensors
 
 /// Two tensors M1, M2 in the basis that makes both diagonal.
-template <int N>
-struct metric_pair {
+template <int N> struct metric_pair {
     double basis[N * N];    ///< unit generalized eigenvectors q_k of M2 x = d M1 x, column-major
     double inverse[N * N];  ///< inverse of basis, row after row: group k is row k
     double first[N];        ///< q_kT M1 q_k
@@ -366,8 +353,7 @@ struct metric_pair {
 };
 
 /// Both diagonals hold only values > 0 and below DBL_MAX (NaN fails).
-template <int N>
-inline bool metric_pair_is_valid(const metric_pair<N>& p) noexcept {
+template <int N> inline bool metric_pair_is_valid(const metric_pair<N>& p) noexcept {
     for (int k = 0; k < N; ++k)
         if (!(p.first[k] > 0 && p.first[k] < DBL_MAX && p.second[k] > 0 && p.second[k] < DBL_MAX)) return false;
     return true;
@@ -379,8 +365,7 @@ inline bool metric_pair_is_valid(const metric_pair<N>& p) noexcept {
 /// basis is singular, `inverse` keeps its previous contents in 2D and holds
 /// the undivided cofactors in 3D. @return `metric_pair_is_valid` of the
 /// result (false after a failed solve).
-template <int N>
-inline bool reduce_metric_pair(const double* m1, const double* m2, metric_pair<N>& pair) noexcept {
+template <int N> inline bool reduce_metric_pair(const double* m1, const double* m2, metric_pair<N>& pair) noexcept {
     double d[N];
     if (!eigen_pairs_general<N>(m1, m2, d, pair.basis)) {
         for (int i = 0; i < N * N; ++i) pair.basis[i] = pair.inverse[i] = 0.0;
@@ -423,8 +408,7 @@ inline bool reduce_metric_pair(const double* m1, const double* m2, metric_pair<N
 /// at t of the line from the size of M1 (t = 0) to that of M2 (t = 1): linear
 /// in the size, not in the tensor. A size not > 0 gives the eigenvalue
 /// DBL_MAX. @return false, m untouched, when the pair is not valid.
-template <int N>
-inline bool interpolate_metric_pair(const metric_pair<N>& pair, double t, double* m) noexcept {
+template <int N> inline bool interpolate_metric_pair(const metric_pair<N>& pair, double t, double* m) noexcept {
     if (!metric_pair_is_valid(pair)) return false;
     double l[N];
     for (int k = 0; k < N; ++k) {
@@ -441,8 +425,7 @@ inline bool interpolate_metric_pair(const metric_pair<N>& pair, double t, double
 /// of 0 or 1 copies M1 or M2 exactly (true). m may be the same storage as
 /// m1 or m2. @return false, m untouched, when the two can't be reduced
 /// together.
-template <int N>
-inline bool interpolate_metric(double t, const double* m1, const double* m2, double* m) noexcept {
+template <int N> inline bool interpolate_metric(double t, const double* m1, const double* m2, double* m) noexcept {
     if (std::fabs(t) < 1e-12 || std::fabs(t - 1) < 1e-12) {
         const double* src = std::fabs(t) < 1e-12 ? m1 : m2;
         for (int i = 0; i < packed<N>; ++i) m[i] = src[i];
@@ -478,15 +461,13 @@ inline bool combine_metrics(const double* m1, const double* m2, double* m, Pick 
 /// lower eigenvalue). m is written in every case and may be the same storage
 /// as m1 or m2. @return true when the result is good: eigenvalues > 0, below
 /// DBL_MAX, and the lowest above 1e-24 times the highest.
-template <int N>
-inline bool maximum_metric_core(const double* m1, const double* m2, double* m) noexcept {
+template <int N> inline bool maximum_metric_core(const double* m1, const double* m2, double* m) noexcept {
     return combine_metrics<N>(m1, m2, m, [](double a, double b) { return b < a ? b : a; });
 }
 
 /// The smaller size of M1 and M2 in each direction (the higher eigenvalue),
 /// as `maximum_metric_core` otherwise.
-template <int N>
-inline bool minimum_metric_core(const double* m1, const double* m2, double* m) noexcept {
+template <int N> inline bool minimum_metric_core(const double* m1, const double* m2, double* m) noexcept {
     return combine_metrics<N>(m1, m2, m, [](double a, double b) { return a < b ? b : a; });
 }
 
@@ -533,8 +514,7 @@ inline edge_ends edge_ends_of(const double* pi, const double* pj, const double* 
 }
 
 // Euclidean length of the edge between two points of N coordinates.
-template <int N>
-inline double euclidean_length(const double* pi, const double* pj) noexcept {
+template <int N> inline double euclidean_length(const double* pi, const double* pj) noexcept {
     double dd = 0;
     for (int k = 0; k < N; ++k) dd += (pj[k] - pi[k]) * (pj[k] - pi[k]);
     return std::sqrt(dd);
@@ -544,8 +524,7 @@ inline double euclidean_length(const double* pi, const double* pj) noexcept {
 inline edge_ends size_ends(double len, double hi, double hj) noexcept {
     return {len / hi, len / hj, inverse_log_mean(hi, hj) * len};
 }
-template <int N>
-inline edge_ends edge_ends_of(const double* pi, const double* pj, double hi, double hj) noexcept {
+template <int N> inline edge_ends edge_ends_of(const double* pi, const double* pj, double hi, double hj) noexcept {
     return size_ends(euclidean_length<N>(pi, pj), hi, hj);
 }
 
@@ -564,15 +543,13 @@ inline double metric_edge_length(const double* pi, const double* pj, const doubl
 }
 
 /// \overload With sizes hi, hj at the two ends: 0 unless both are > 0.
-template <int N>
-inline double metric_edge_length(const double* pi, const double* pj, double hi, double hj) noexcept {
+template <int N> inline double metric_edge_length(const double* pi, const double* pj, double hi, double hj) noexcept {
     return edge_ends_of<N>(pi, pj, hi, hj).length;
 }
 
 // Shared steps of the two rates: an infinite length gives 0, a zero length 0
 // between equal metrics and DBL_MAX otherwise, anything else `rate`(ends).
-template <class Rate>
-inline double edge_rate(const edge_ends& e, bool equal_ends, Rate rate) noexcept {
+template <class Rate> inline double edge_rate(const edge_ends& e, bool equal_ends, Rate rate) noexcept {
     if (e.length != 0) return e.length >= DBL_MAX ? 0.0 : rate(e);
     return equal_ends ? 0.0 : DBL_MAX;
 }
@@ -583,8 +560,7 @@ inline double shock_rate(const edge_ends& e) noexcept {
 }
 inline double variation_rate(const edge_ends& e) noexcept { return std::fabs(e.la - e.lb) / (e.la * e.lb); }
 
-template <int N>
-inline bool same_tensor(const double* mi, const double* mj) noexcept {
+template <int N> inline bool same_tensor(const double* mi, const double* mj) noexcept {
     for (int k = 0; k < packed<N>; ++k)
         if (!(mi[k] == mj[k])) return false;
     return true;
@@ -600,8 +576,7 @@ inline double edge_shock(const double* pi, const double* pj, const double* mi, c
 }
 
 /// \overload With sizes at the two ends.
-template <int N>
-inline double edge_shock(const double* pi, const double* pj, double hi, double hj) noexcept {
+template <int N> inline double edge_shock(const double* pi, const double* pj, double hi, double hj) noexcept {
     return edge_rate(edge_ends_of<N>(pi, pj, hi, hj), hi == hj, shock_rate);
 }
 
@@ -624,9 +599,8 @@ inline bool shock_surely_within(double la, double lb, double screen) noexcept {
 /// Whether `edge_shock` is above `threshold`, at least the limit of
 /// `screen`, with q set to it when it is; the shock (its logarithm and power)
 /// is computed only for an edge that `shock_surely_within` can't clear.
-template <int N>
-inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj, double screen,
-                             double threshold, double& q) noexcept {
+template <int N> inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj,
+                                              double screen, double threshold, double& q) noexcept {
     const edge_ends e = tensor_ends<N>(pi, pj, mi, mj);
     if (shock_surely_within(e.la, e.lb, screen)) return false;
     q = edge_rate(with_tensor_length(e), same_tensor<N>(mi, mj), shock_rate);
@@ -634,9 +608,8 @@ inline bool edge_shock_above(const double* pi, const double* pj, const double* m
 }
 
 /// \overload With sizes at the two ends.
-template <int N>
-inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen,
-                             double threshold, double& q) noexcept {
+template <int N> inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen,
+                                              double threshold, double& q) noexcept {
     const double len = euclidean_length<N>(pi, pj);
     if (shock_surely_within(len / hi, len / hj, screen)) return false;
     q = edge_rate(size_ends(len, hi, hj), hi == hj, shock_rate);
@@ -653,8 +626,7 @@ inline double edge_variation(const double* pi, const double* pj, const double* m
 }
 
 /// \overload With sizes at the two ends.
-template <int N>
-inline double edge_variation(const double* pi, const double* pj, double hi, double hj) noexcept {
+template <int N> inline double edge_variation(const double* pi, const double* pj, double hi, double hj) noexcept {
     const double len = euclidean_length<N>(pi, pj), la = len / hi, lb = len / hj;
     if (well_inside(la) && well_inside(lb)) return variation_rate({la, lb, 0.0});
     return edge_rate(size_ends(len, hi, hj), hi == hj, variation_rate);

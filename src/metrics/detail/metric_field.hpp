@@ -14,13 +14,11 @@ namespace tq5 {
 namespace cellworks {
 namespace detail {
 
-template <int N>
-using dim = std::integral_constant<int, N>;
+template <int N> using dim = std::integral_constant<int, N>;
 
 /// fn(dim<2>{}) for a tensor field of 3 rows, fn(dim<3>{}) for 6 rows, and
 /// `other` for any other row count.
-template <class R, class Fn>
-inline R by_tensor_rows(std::size_t rows, R other, Fn&& fn) {
+template <class R, class Fn> inline R by_tensor_rows(std::size_t rows, R other, Fn&& fn) {
     if (rows == 3) return fn(dim<2>{});
     if (rows == 6) return fn(dim<3>{});
     return other;
@@ -28,8 +26,7 @@ inline R by_tensor_rows(std::size_t rows, R other, Fn&& fn) {
 
 /// fn(dim<2>{}) for coordinates of 2 rows, fn(dim<3>{}) for 3 rows, and
 /// `other` for any other row count.
-template <class R, class Fn>
-inline R by_coordinate_rows(std::size_t rows, R other, Fn&& fn) {
+template <class R, class Fn> inline R by_coordinate_rows(std::size_t rows, R other, Fn&& fn) {
     if (rows == 2) return fn(dim<2>{});
     if (rows == 3) return fn(dim<3>{});
     return other;
@@ -44,8 +41,7 @@ inline unsigned node_limit(std::size_t cols) noexcept {
 /// The tensors of a field at the nodes, as the edge walks read them: `count`
 /// nodes, 0 when the rows can't hold a tensor of dimension N (the rows beyond
 /// the tensor are not read, so a 6-row field serves in 2D by its upper 2x2).
-template <int N>
-struct node_tensors {
+template <int N> struct node_tensors {
     const double* m;
     std::size_t ld, count;
     static constexpr bool costly_validity = true;
@@ -66,14 +62,8 @@ struct node_sizes {
 };
 
 /// The node view of a field in dimension N.
-template <int N>
-inline node_tensors<N> nodes_of(const dense2D<double>& f) noexcept {
-    return node_tensors<N>(f);
-}
-template <int N>
-inline node_sizes nodes_of(const dense1D<double>& f) noexcept {
-    return node_sizes(f);
-}
+template <int N> inline node_tensors<N> nodes_of(const dense2D<double>& f) noexcept { return node_tensors<N>(f); }
+template <int N> inline node_sizes nodes_of(const dense1D<double>& f) noexcept { return node_sizes(f); }
 
 /// Number of nodes a field has values for: columns of tensors, entries of sizes.
 inline std::size_t field_count(const dense2D<double>& f) noexcept { return f.cols(); }

@@ -54,8 +54,8 @@ CELLWORKS_API int sort_elfes(dense2D<unsigned>& connect, dense2D<unsigned>& neig
                              dense1D<unsigned>& group_ends, dense1D<unsigned>& old_to_new) noexcept;
 
 /// \overload Without a second matrix; no check can fail, the result is 0.
-CELLWORKS_API int sort_elfes(dense2D<unsigned>& connect, dense1D<unsigned>& group_sizes,
-                             dense1D<unsigned>& group_ends, dense1D<unsigned>& old_to_new) noexcept;
+CELLWORKS_API int sort_elfes(dense2D<unsigned>& connect, dense1D<unsigned>& group_sizes, dense1D<unsigned>& group_ends,
+                             dense1D<unsigned>& old_to_new) noexcept;
 
 }  // namespace cellworks
 }  // namespace tq5

@@ -98,8 +98,8 @@ CELLWORKS_API int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>
 
 /// \overload The matrices `*first` to `last[-1]`, in order, as one sequence of ids.
 /// @return as above; -3 when `first` is above `last`; 0 when they are equal.
-CELLWORKS_API int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>* first,
-                                 const dense2D<unsigned>* last, dense1D<unsigned> excluded) noexcept;
+CELLWORKS_API int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                                 dense1D<unsigned> excluded) noexcept;
 
 /// The number of distinct entries other than `NO_INDEX` of a matrix.
 /// @return the count (at most `INT_MAX`); `ERR_ALLOC` when storage could not be obtained.
@@ -122,8 +122,8 @@ CELLWORKS_API int count_unique_indices(const dense2D<unsigned>* first, const den
 ///                     `ids2`, or `NO_INDEX` (written in place).
 /// @return 0. Exhaustion is not reported by a code: both maps are then left
 ///   empty, which a caller with non-empty input tells by their sizes.
-CELLWORKS_API int get_IDs(const dense1D<unsigned>& ids1, const dense1D<unsigned>& ids2,
-                          dense1D<unsigned>& map2to1, dense1D<unsigned>& map1to2) noexcept;
+CELLWORKS_API int get_IDs(const dense1D<unsigned>& ids1, const dense1D<unsigned>& ids2, dense1D<unsigned>& map2to1,
+                          dense1D<unsigned>& map1to2) noexcept;
 
 /// \overload Matches the columns of `m2` with those of `m1`, e.g. the elements
 /// of two meshes. With `exact_order` true two columns match when they are equal

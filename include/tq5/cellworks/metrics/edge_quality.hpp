@@ -85,9 +85,8 @@ CELLWORKS_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsig
 
 /// \overload Blocks of connectivities with a size per node.
 CELLWORKS_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned>* first,
-                                 const dense2D<unsigned>* last, const dense1D<int>& types,
-                                 const dense1D<double>& sizes, misc::histogram& hist,
-                                 const dense2D<unsigned>& excluded) noexcept;
+                                 const dense2D<unsigned>* last, const dense1D<int>& types, const dense1D<double>& sizes,
+                                 misc::histogram& hist, const dense2D<unsigned>& excluded) noexcept;
 
 }  // namespace cellworks
 }  // namespace tq5
