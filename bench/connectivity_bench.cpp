@@ -29,7 +29,7 @@ struct fixtures {
     tq5::dense2D<unsigned> mixed, mixed_nb;  // 1M mixed solids, with random links
 
     fixtures() {
-        tq5::examples::block_tetra(55, 55, 55, tets);
+        tq5::fixtures::block_tetra(55, 55, 55, tets);
         cw::get_neighbors(tets, cw::ET_TETRA4, false, neighbors);
         // Tetrahedra, pyramids, prisms and hexahedra in random order (fixed seed),
         // linked to columns at most 512 places away, as the numbering of a

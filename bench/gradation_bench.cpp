@@ -49,8 +49,8 @@ struct block {
     sizes_t sizes[2];
     tensors_t tensors[2];
     block() {
-        tq5::examples::block_nodes(CELLS, CELLS, CELLS, pos);
-        tq5::examples::block_tetra(CELLS, CELLS, CELLS, tets);
+        tq5::fixtures::block_nodes(CELLS, CELLS, CELLS, pos);
+        tq5::fixtures::block_tetra(CELLS, CELLS, CELLS, tets);
         cw::get_node_graph(tets, graph_indices, graph_nodes);
         const std::size_t n = pos.cols();
         for (int r = 0; r < 2; ++r) {
@@ -60,7 +60,7 @@ struct block {
             for (std::size_t i = 0; i < n; ++i) sizes[r][i] = std::exp(lg(rng));
             tensors[r].resize(6, n);
             for (std::size_t i = 0; i < n; ++i)
-                tq5::examples::random_metric<3>(rng, RANGES[r].hlo, RANGES[r].hhi, &tensors[r](0, i));
+                tq5::fixtures::random_metric<3>(rng, RANGES[r].hlo, RANGES[r].hhi, &tensors[r](0, i));
         }
     }
     static const block& get() {

@@ -24,7 +24,7 @@ template <int N> const tq5::dense2D<double>& tensor_field() {
         tq5::dense2D<double> f(N * (N + 1) / 2, TENSORS);
         std::mt19937 rng(1);
         // Sizes in [0.001, 1000]: a clamp to [0.01, 100] changes most tensors.
-        for (std::size_t c = 0; c < TENSORS; ++c) tq5::examples::random_metric<N>(rng, 1e-3, 1e3, &f(0, c));
+        for (std::size_t c = 0; c < TENSORS; ++c) tq5::fixtures::random_metric<N>(rng, 1e-3, 1e3, &f(0, c));
         return f;
     }();
     return m;
@@ -56,8 +56,8 @@ struct tetra_block {
     tq5::dense2D<double> pos, metrics;
     tq5::dense2D<unsigned> tets, edges;
     tetra_block() {
-        tq5::examples::block_nodes(CELLS, CELLS, CELLS, pos);
-        tq5::examples::block_tetra(CELLS, CELLS, CELLS, tets);
+        tq5::fixtures::block_nodes(CELLS, CELLS, CELLS, pos);
+        tq5::fixtures::block_tetra(CELLS, CELLS, CELLS, tets);
         metrics.resize(6, pos.cols());
         for (std::size_t n = 0; n < pos.cols(); ++n) {
             const double x = pos(0, n) / CELLS, y = pos(1, n) / CELLS, z = pos(2, n) / CELLS;

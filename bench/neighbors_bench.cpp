@@ -26,7 +26,7 @@ struct block {
 const block& tetra_block() {
     static block b = [] {
         block m{{}, cw::ET_TETRA4};
-        tq5::examples::block_tetra(55, 55, 55, m.connect);
+        tq5::fixtures::block_tetra(55, 55, 55, m.connect);
         return m;
     }();
     return b;
@@ -34,7 +34,7 @@ const block& tetra_block() {
 const block& hexa_block() {
     static block b = [] {
         block m{{}, cw::ET_HEXA8};
-        tq5::examples::block_hexa(100, 100, 100, m.connect);
+        tq5::fixtures::block_hexa(100, 100, 100, m.connect);
         return m;
     }();
     return b;

@@ -28,8 +28,8 @@ struct meshes {
     tq5::dense2D<unsigned> tets;
     vtkNew<vtkUnstructuredGrid> grid;
     meshes() {
-        tq5::examples::block_nodes(55, 55, 55, pos);
-        tq5::examples::block_tetra(55, 55, 55, tets);
+        tq5::fixtures::block_nodes(55, 55, 55, pos);
+        tq5::fixtures::block_tetra(55, 55, 55, tets);
         vtkNew<vtkPoints> points;
         points->SetNumberOfPoints(vtkIdType(pos.cols()));
         for (std::size_t i = 0; i < pos.cols(); ++i) points->SetPoint(vtkIdType(i), pos(0, i), pos(1, i), pos(2, i));

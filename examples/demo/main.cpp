@@ -139,8 +139,8 @@ int main(int argc, char** argv) {
     std::printf("CellWorks %s demo, blocks of %u x %u x %u cells\n", cw::version(), n, n, n);
     tq5::dense2D<double> pos;
     tq5::dense2D<unsigned> tets, hexa;
-    if (!tq5::examples::block_nodes(n, n, n, pos) || !tq5::examples::block_tetra(n, n, n, tets) ||
-        !tq5::examples::block_hexa(n, n, n, hexa)) {
+    if (!tq5::fixtures::block_nodes(n, n, n, pos) || !tq5::fixtures::block_tetra(n, n, n, tets) ||
+        !tq5::fixtures::block_hexa(n, n, n, hexa)) {
         std::fprintf(stderr, "out of memory building the blocks\n");
         return 1;
     }

@@ -96,7 +96,7 @@ TEST(Boundaries, CodesComeInTheirStatedOrder) {
 TEST(Boundaries, BoundaryOfABlockFollowsTheUnlinkedSlots) {
     tq5::dense2D<unsigned> tets, nb, all, skin;
     tq5::dense1D<unsigned> ids;
-    ASSERT_TRUE(tq5::examples::block_tetra(11, 10, 9, tets));  // 5940 tetrahedra, not a multiple of 16
+    ASSERT_TRUE(tq5::fixtures::block_tetra(11, 10, 9, tets));  // 5940 tetrahedra, not a multiple of 16
     ASSERT_EQ(cw::get_neighbors(tets, cw::ET_TETRA4, false, nb), 0);
     ASSERT_EQ(cw::get_element_boundaries(tets, cw::ET_TETRA4, all), 0);
     ASSERT_EQ(all.cols(), 4 * tets.cols());

@@ -103,8 +103,8 @@ TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
         const bool tet = type == cw::ET_TETRA4;
         const cw::detail::local_entities& k = tet ? cw::detail::tetra_face : cw::detail::hexa_face;
         tq5::dense2D<unsigned> connect, nb;
-        ASSERT_TRUE(tet ? tq5::examples::block_tetra(9, 8, 7, connect)
-                        : tq5::examples::block_hexa(17, 13, 11, connect));
+        ASSERT_TRUE(tet ? tq5::fixtures::block_tetra(9, 8, 7, connect)
+                        : tq5::fixtures::block_hexa(17, 13, 11, connect));
         ASSERT_EQ(cw::get_neighbors(connect, type, false, nb), 0);
         ASSERT_TRUE(nb.rows() == k.count && nb.cols() == connect.cols());
         std::map<std::array<unsigned, 4>, unsigned> uses;

@@ -52,8 +52,8 @@ TEST(NodeGraph, AncestorsKeepTheLastElementAndRespectAPresizedVector) {
 // Blocks against brute force; a padded view (ld above rows) is flattened by copy.
 TEST(NodeGraph, StructuredGridsAgainstBruteForce) {
     tq5::dense2D<unsigned> hexa, tets;
-    ASSERT_TRUE(tq5::examples::block_hexa(9, 8, 7, hexa));
-    ASSERT_TRUE(tq5::examples::block_tetra(9, 8, 7, tets));  // 3024 tetrahedra
+    ASSERT_TRUE(tq5::fixtures::block_hexa(9, 8, 7, hexa));
+    ASSERT_TRUE(tq5::fixtures::block_tetra(9, 8, 7, tets));  // 3024 tetrahedra
     for (const auto& c : {hexa, tets, padded(4, values(tets))}) {
         std::vector<std::set<unsigned>> near(10 * 9 * 8), elems(near.size());
         for (std::size_t e = 0; e < c.cols(); ++e)
@@ -76,7 +76,7 @@ TEST(NodeGraph, StructuredGridsAgainstBruteForce) {
 
 TEST(NodeGraph, FailedAllocationsLeaveEmptyOutputs) {
     tq5::dense2D<unsigned> tets;
-    ASSERT_TRUE(tq5::examples::block_tetra(2, 1, 1, tets));
+    ASSERT_TRUE(tq5::fixtures::block_tetra(2, 1, 1, tets));
     for (const tq5::dense2D<unsigned>& c : {tets, padded(4, values(tets))})
         for (graph_fn f : {cw::get_connected_elements, cw::get_node_graph}) {
             tq5::dense1D<unsigned> i(3, 1u), v(3, 1u);

@@ -44,7 +44,7 @@ TEST(Subdomains, HandExamples) {
 
 TEST(Subdomains, FailedAllocations) {
     tq5::dense2D<unsigned> hexa, nb, c, n, want_c, want_n;
-    ASSERT_TRUE(tq5::examples::block_hexa(3, 3, 2, hexa));
+    ASSERT_TRUE(tq5::fixtures::block_hexa(3, 3, 2, hexa));
     ASSERT_EQ(cw::get_neighbors(hexa, cw::ET_HEXA8, false, nb), 0);
     tq5::dense1D<unsigned> e(2, 1u), i(2, 1u);
     with_each_allocation_failing([&] { return cw::get_subdomains(nb, e, i); },
@@ -70,7 +70,7 @@ TEST(Subdomains, FailedAllocations) {
 TEST(Subdomains, DisjointBlocksGiveOnePartEach) {
     const unsigned k = 5;
     tq5::dense2D<unsigned> block, mesh, nb, fresh;
-    ASSERT_TRUE(tq5::examples::block_tetra(6, 5, 4, block));  // 720 tetrahedra, 210 nodes per block
+    ASSERT_TRUE(tq5::fixtures::block_tetra(6, 5, 4, block));  // 720 tetrahedra, 210 nodes per block
     std::vector<unsigned> order(k * block.cols());
     for (unsigned i = 0; i < order.size(); ++i) order[i] = i;
     std::shuffle(order.begin(), order.end(), std::mt19937(7));

@@ -37,7 +37,7 @@ TEST(CopyEdges, EdgesOfOneElementPerType) {
 // a second call appends all the edges again.
 TEST(CopyEdges, BlocksMatchABruteForceSetAndAreAppended) {
     tq5::dense2D<unsigned> blocks[2], edges;
-    ASSERT_TRUE(tq5::examples::block_tetra(4, 3, 5, blocks[0]) && tq5::examples::block_hexa(4, 3, 5, blocks[1]));
+    ASSERT_TRUE(tq5::fixtures::block_tetra(4, 3, 5, blocks[0]) && tq5::fixtures::block_hexa(4, 3, 5, blocks[1]));
     const unsigned pairs[2][12][2] = {
         {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}},
         {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}};

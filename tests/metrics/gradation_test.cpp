@@ -229,8 +229,8 @@ TEST(BoundMetricGradations, GridRunsReachTheEnvelopeWithinTheSmallestFraction) {
 TEST(BoundMetricGradations, TensorsInABlockAreReproducibleAndOneSided) {
     tensors_t pos, m0(6, 7 * 7 * 7);
     tq5::dense2D<unsigned> tets;
-    tq5::examples::block_nodes(6, 6, 6, pos);
-    tq5::examples::block_tetra(6, 6, 6, tets);
+    tq5::fixtures::block_nodes(6, 6, 6, pos);
+    tq5::fixtures::block_tetra(6, 6, 6, tets);
     std::mt19937 rng(5);
     for (std::size_t c = 0; c < m0.cols(); ++c) metric_testing::random_metric<3>(rng, 0.2, 5, &m0(0, c));
     for (int direction : {-1, 1}) {

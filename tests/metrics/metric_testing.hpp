@@ -10,9 +10,9 @@
 namespace metric_testing {
 
 using namespace cwtest;
-using tq5::examples::random_metric;
-using tq5::examples::random_rotation;
-using tq5::examples::tensor_from_eigen;
+using tq5::fixtures::random_metric;
+using tq5::fixtures::random_rotation;
+using tq5::fixtures::tensor_from_eigen;
 
 // (M v)_i for a packed upper N x N tensor.
 template <int N> double times(const double* m, const double* v, int i) {

@@ -9,7 +9,7 @@
 #include <tq5/cellworks.hpp>
 
 namespace tq5 {
-namespace examples {
+namespace fixtures {
 
 // Fills `pos` (3 x #nodes) with the lattice; false when storage fails.
 inline bool block_nodes(unsigned nx, unsigned ny, unsigned nz, dense2D<double>& pos) {
@@ -64,5 +64,5 @@ inline bool block_tetra(unsigned nx, unsigned ny, unsigned nz, dense2D<unsigned>
     return true;
 }
 
-}  // namespace examples
+}  // namespace fixtures
 }  // namespace tq5

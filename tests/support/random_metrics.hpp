@@ -7,7 +7,7 @@
 #include <random>
 
 namespace tq5 {
-namespace examples {
+namespace fixtures {
 
 // Random orthonormal basis in the columns of q (N x N, column-major).
 template <int N> void random_rotation(std::mt19937& rng, double* q) {
@@ -50,5 +50,5 @@ template <int N> void random_metric(std::mt19937& rng, double hlo, double hhi, d
     tensor_from_eigen<N>(l, q, m);
 }
 
-}  // namespace examples
+}  // namespace fixtures
 }  // namespace tq5
