@@ -1,8 +1,8 @@
 # Quick start: `make demo` and `make test`. Each installs missing Debian packages first.
 SHELL := /bin/bash
-PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev
+PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev clang clang-format
 
-.PHONY: all deps demo test bench consumer clean
+.PHONY: all deps demo test test-gcc test-clang format-check consumer bench clean
 
 all: demo
 
@@ -23,20 +23,31 @@ demo: deps
 	cmake --build --preset release --target cellworks_demo
 	./build/release/examples/cellworks_demo
 
-test: deps
+# The whole CI: formatting, the suite under the sanitizers (GCC), the suite
+# optimised by clang, and the library used as a package three ways.
+test: deps format-check test-gcc test-clang consumer
+
+format-check: deps
+	find include src tests bench examples \( -name '*.cpp' -o -name '*.hpp' \) -print0 | xargs -0 clang-format --dry-run --Werror
+
+test-gcc: deps
 	cmake --preset asan
 	cmake --build --preset asan
 	ctest --preset asan
-	$(MAKE) --no-print-directory consumer
 
-# Installs the release build into build/stage and builds a separate project against it.
+test-clang: deps
+	cmake --preset clang
+	cmake --build --preset clang
+	ctest --preset clang
+
+# Installs the release build into build/stage, then builds a separate project
+# against the install, against the build tree, and through pkg-config.
 consumer: deps
 	cmake --preset release
 	cmake --build --preset release
+	rm -rf build/stage
 	cmake --install build/release --prefix build/stage
-	cmake -S examples/consumer -B build/consumer -DCMAKE_PREFIX_PATH=$(CURDIR)/build/stage
-	cmake --build build/consumer
-	LD_LIBRARY_PATH=$(CURDIR)/build/stage/lib ./build/consumer/consumer
+	examples/consumer/check_package.sh build/stage build/release
 
 bench: deps
 	cmake --preset bench

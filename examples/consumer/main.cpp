@@ -1,5 +1,8 @@
-// Links the installed library and finds the two triangles of a square as neighbours.
+// Links the library, finds the two triangles of a square as neighbours, and
+// checks that the library reports the version its package announced
+// (EXPECTED_VERSION, given by the build: CMake package or pkg-config).
 #include <cstdio>
+#include <cstring>
 
 #include <tq5/cellworks.hpp>
 
@@ -14,6 +17,12 @@ int main() {
         std::printf("consumer: unexpected result %d\n", rc);
         return 1;
     }
+#ifdef EXPECTED_VERSION
+    if (std::strcmp(cw::version(), EXPECTED_VERSION) != 0) {
+        std::printf("consumer: the library says version %s, its package %s\n", cw::version(), EXPECTED_VERSION);
+        return 1;
+    }
+#endif
     std::printf("consumer: CellWorks %s linked and working\n", cw::version());
     return 0;
 }

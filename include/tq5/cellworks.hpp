@@ -11,6 +11,7 @@
 #include <tq5/cellworks/core/element_type.hpp>
 #include <tq5/cellworks/core/histogram.hpp>
 #include <tq5/cellworks/core/indices.hpp>
+#include <tq5/cellworks/core/version.hpp>
 
 #include <tq5/cellworks/connectivity/boundaries.hpp>
 #include <tq5/cellworks/connectivity/element_ordering.hpp>

@@ -26,8 +26,6 @@ bool solid_mix_column_ok(const unsigned* c, std::size_t rows, unsigned max_node)
 
 }  // namespace
 
-const char* version() noexcept { return "4.4.0.0"; }
-
 bool check_IDs(const dense1D<unsigned>& ids, unsigned max_node) noexcept {
     if (ids.empty() || max_node == NO_INDEX) return true;
     return run_ok(ids.data(), ids.size(), max_node);

@@ -19,6 +19,10 @@ namespace tq5 {
 /// a matrix steps by `ld()`. A matrix is empty when rows * cols is 0.
 /// Operations that obtain memory return false on exhaustion and leave
 /// dimensions and contents as they were.
+/// @note Lifetime and threads as for `dense1D`: the block lives as long as its
+///   last view (a `sub_matrix` keeps its parent's block alive); the atomic
+///   reference count lets views live on several threads, writes need the
+///   callers' own synchronisation.
 ///
 /// \code
 ///   tq5::dense2D<unsigned> tets;

@@ -1,6 +1,8 @@
 /// @file
 /// Small plain values held by value: `vector_fixed`, `matrix_fixed` (column-major)
 /// and `symmetric_fixed` (upper triangle packed by columns).
+/// @note Plain values without storage of their own elsewhere: copies are deep,
+///   and they are as thread-safe as any `T` array.
 #pragma once
 
 #include <cstddef>

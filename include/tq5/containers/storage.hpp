@@ -2,6 +2,9 @@
 /// Reference-counted storage under every vector and matrix view: `ref_counted`,
 /// the intrusive pointer `Ptr`, the aligned block `vector_num`, and the raw
 /// allocation hooks with their fault injection for tests.
+/// @note A block lives while one `Ptr` holds it; the count is atomic, so views
+///   of one block may be made and dropped on several threads. The contents are
+///   not synchronised. Fault injection is per thread.
 #pragma once
 
 #include <atomic>

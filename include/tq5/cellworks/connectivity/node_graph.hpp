@@ -8,6 +8,9 @@
 /// `indices` (0) and no value. Nodes run from 0 to the greatest node used;
 /// nodes that no element holds have an empty range. `NO_INDEX` entries of a
 /// connectivity are neither counted nor listed.
+/// @note Reentrant: the graphs are built in scratch of each call and nothing is
+///   kept. The outputs are the caller's; their storage is replaced or resized
+///   in place as each function says, so other views of them may see the change.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>

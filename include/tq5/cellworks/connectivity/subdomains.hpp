@@ -1,5 +1,8 @@
 /// @file
 /// Connected parts of a mesh, from its neighbour matrix.
+/// @note Reentrant: each call walks with its own scratch and keeps nothing. The
+///   reordering form changes the caller's matrices in place, so it must not run
+///   while another thread reads them.
 #pragma once
 
 #include <tq5/cellworks/export.hpp>

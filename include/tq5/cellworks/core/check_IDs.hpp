@@ -1,5 +1,7 @@
 /// @file
 /// Validation of index lists and connectivities.
+/// @note Every check only reads its arguments and keeps nothing: reentrant,
+///   and safe to run side by side on shared matrices that nobody writes.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>

@@ -1,11 +1,10 @@
 /// @file
-/// Element kinds, their node and corner counts, the shared sentinels and codes,
-/// and the library version.
+/// Element kinds, their node and corner counts, and the shared sentinels and codes.
+/// @note Everything here is a compile-time constant or a constexpr lookup: free
+///   of state and safe from any thread.
 #pragma once
 
 #include <cstdint>
-
-#include <tq5/cellworks/export.hpp>
 
 namespace tq5 {
 namespace cellworks {
@@ -55,9 +54,6 @@ constexpr unsigned node_count(element_type type) noexcept { return detail::node_
 /// Corner nodes of `type`: 0 for `ET_FACE_MIX`, `ET_SOLID_MIX` and
 /// `ET_UNKNOWN`, 2 for `ET_BAR_MIX`. The argument's range is not tested.
 constexpr unsigned corner_count(element_type type) noexcept { return detail::corner_counts[type]; }
-
-/// The library version, "4.4.0.0".
-CELLWORKS_API const char* version() noexcept;
 
 }  // namespace cellworks
 }  // namespace tq5
