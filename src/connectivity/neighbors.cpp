@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <new>
 
+#include "../detail/prefetch.hpp"
 #include "detail/faces.hpp"
 
 namespace tq5 {
@@ -231,7 +232,7 @@ int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense
         for (unsigned i = 0; i < k.count; ++i, ++queued) {
             detail::entity_nodes(k, col, i, W, face);
             const u64 pos = hash.head(face_key<W>(face));
-            __builtin_prefetch(cells + pos, 1);
+            detail::prefetch_for_write(cells + pos);
             const unsigned r = unsigned(queued % LAG);
             if (queued >= LAG && !hash.insert_at(ring_v[r], ring_pos[r])) return ERR_ALLOC;
             ring_v[r] = u64(e) * E + i;
@@ -263,8 +264,8 @@ int neighbors_of(const dense2D<unsigned>& connect, bool link_non_manifold, dense
             unsigned hop = 0;
             for (; hop < k && c[p + 1] != ALL_ONES; ++hop) p += c[p + 1];
             if (hop < k) continue;
-            if (c[p] != ALL_ONES) __builtin_prefetch(cd + (c[p] / E) * cld);
-            if (c[p + 1] != ALL_ONES) __builtin_prefetch(c + p + c[p + 1]);
+            if (c[p] != ALL_ONES) detail::prefetch(cd + (c[p] / E) * cld);
+            if (c[p + 1] != ALL_ONES) detail::prefetch(c + p + c[p + 1]);
         }
         if (buf.load(c, 2 * b, cd, cld))
             pair_chain<Kind>(buf, link_non_manifold, slots);

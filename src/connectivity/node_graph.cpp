@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <new>
 
-#include "detail/node_graph.hpp"
+#include "../detail/node_graph.hpp"
 
 namespace tq5 {
 namespace cellworks {
@@ -43,10 +43,7 @@ int get_node_graph(const dense2D<unsigned>& connect, dense1D<unsigned>& indices,
     indices.clear();
     nodes.clear();
     try {
-        dense1D<unsigned> offsets, flat, node_indices, node_elements;
-        int rc = detail::flatten(connect, offsets, flat);
-        if (rc == 0) rc = detail::elements_of_nodes(offsets, flat, node_indices, node_elements);
-        return rc != 0 ? rc : detail::nodes_of_nodes(offsets, flat, node_indices, node_elements, indices, nodes);
+        return detail::build_node_graph(connect, indices, nodes);
     } catch (const std::bad_alloc&) {
         indices.clear();
         nodes.clear();

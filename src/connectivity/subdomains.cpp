@@ -5,7 +5,7 @@
 
 #include <tq5/cellworks/core/element_type.hpp>
 
-#include "detail/prefetch.hpp"
+#include "../detail/prefetch.hpp"
 
 namespace tq5 {
 namespace cellworks {

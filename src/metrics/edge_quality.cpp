@@ -51,27 +51,41 @@ template <int N, class Field> bool measure_edges(const dense2D<double>& pos, con
     return all;
 }
 
-// The block form; the one-block forms map its codes.
+// The codes that differ between the forms: the one-block forms report a bad
+// excluded list and a bad field one place lower than the block-range forms,
+// whose -4 (a count of types that differs from the count of blocks) a single
+// block can't have.
+struct quality_codes {
+    int excluded;  // excluded fails its check
+    int field;     // the field's column count differs, or an edge was not measured
+};
+constexpr quality_codes range_codes{-7, -5};
+constexpr quality_codes block_codes{-6, -4};
+
+// Checks the arguments, lists the edges of the blocks once each less the
+// excluded ones, and measures them. A failed growth of the list or of the
+// exclusion scratch is not reported: fewer edges, or the excluded ones too,
+// are then measured.
 template <class Field> int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::size_t nblocks,
                                      const int* types, std::size_t ntypes, const Field& field, misc::histogram& hist,
-                                     const dense2D<unsigned>& excluded) {
+                                     const dense2D<unsigned>& excluded, quality_codes codes) {
     if (nblocks == 0) return 0;
     if (pos.rows() != 2 && pos.rows() != 3) return -1;
     if (nblocks != ntypes) return -4;
     const unsigned limit = detail::node_limit(pos.cols());
     for (std::size_t b = 0; b < nblocks; ++b)
         if (!detail::edge_block_ok(first[b], static_cast<element_type>(types[b]), limit)) return -2;
-    if (!detail::edge_block_ok(excluded, ET_BAR2, limit)) return -7;
+    if (!detail::edge_block_ok(excluded, ET_BAR2, limit)) return codes.excluded;
 
     dense1D<edge_key> list;
     detail::sorted_unique_edges(first, types, nblocks, list);
     detail::exclude_edges(excluded, list);
 
-    int code = detail::field_count(field) != pos.cols() ? -3 : 0;
-    const bool all = detail::by_coordinate_rows(
+    // Every edge is walked even when the field does not fit the nodes.
+    const bool field_fits = detail::field_count(field) == pos.cols();
+    const bool all_measured = detail::by_coordinate_rows(
         pos.rows(), false, [&](auto n) { return measure_edges<decltype(n)::value>(pos, list, field, hist); });
-    if (!all) code = -2;
-    return code < 0 ? -5 : 0;
+    return field_fits && all_measured ? 0 : codes.field;
 }
 
 template <class Field> int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* first,
@@ -82,21 +96,18 @@ template <class Field> int qualities_of_range(const dense2D<double>& pos, const 
         if (first == last) return 0;
         // A reversed range can't match the count of types.
         const std::size_t n = last < first ? types.size() + 1 : static_cast<std::size_t>(last - first);
-        return qualities(pos, first, n, types.data(), types.size(), field, hist, excluded);
+        return qualities(pos, first, n, types.data(), types.size(), field, hist, excluded, range_codes);
     } catch (const std::bad_alloc&) {
         return ERR_ALLOC;
     }
 }
 
-// One block of one type: codes below -3 are raised by 1 (-6 for excluded, -4
-// for a metric).
 template <class Field> int qualities_of_block(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
                                               element_type FE, const Field& field, misc::histogram& hist,
                                               const dense2D<unsigned>& excluded) noexcept {
     try {
         const int type = FE;
-        const int rc = qualities(pos, &connectM, 1, &type, 1, field, hist, excluded);
-        return rc < -3 ? rc + 1 : rc;
+        return qualities(pos, &connectM, 1, &type, 1, field, hist, excluded, block_codes);
     } catch (const std::bad_alloc&) {
         return ERR_ALLOC;
     }

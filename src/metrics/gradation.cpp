@@ -5,7 +5,7 @@
 
 #include <tq5/cellworks/core/check_IDs.hpp>
 
-#include "../connectivity/detail/node_graph.hpp"
+#include "../detail/node_graph.hpp"
 #include "detail/gradation_control.hpp"
 #include "detail/metric_field.hpp"
 
@@ -31,13 +31,7 @@ template <int N, class Measure, class Field> int control(const dense2D<double>& 
         if (h != NO_INDEX) stamp[h] = hold ? NO_INDEX : 0u;
 
     dense1D<unsigned> indices, neighbours;
-    {
-        dense1D<unsigned> offsets, flat, node_indices, node_elements;
-        int rc = detail::flatten(connectM, offsets, flat);
-        if (rc == 0) rc = detail::elements_of_nodes(offsets, flat, node_indices, node_elements);
-        if (rc == 0) rc = detail::nodes_of_nodes(offsets, flat, node_indices, node_elements, indices, neighbours);
-        if (rc != 0) return rc;
-    }
+    if (const int rc = detail::build_node_graph(connectM, indices, neighbours)) return rc;
     const std::size_t n = indices.size() - 1;
     if (n == 0) return 0;
     dense1D<unsigned char> bytes;

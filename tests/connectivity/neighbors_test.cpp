@@ -101,7 +101,7 @@ TEST(GetNeighbors, CodesAndStorageFailures) {
 TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
     for (const cw::element_type type : {cw::ET_TETRA4, cw::ET_HEXA8}) {
         const bool tet = type == cw::ET_TETRA4;
-        const cw::detail::local_entities& k = tet ? cw::detail::tetra_face : cw::detail::hexa_face;
+        const cw::detail::local_entities& k = tet ? cw::detail::tetra_faces : cw::detail::hexa_faces;
         tq5::dense2D<unsigned> connect, nb;
         ASSERT_TRUE(tet ? tq5::fixtures::block_tetra(9, 8, 7, connect)
                         : tq5::fixtures::block_hexa(17, 13, 11, connect));

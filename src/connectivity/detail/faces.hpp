@@ -21,26 +21,28 @@ struct local_entities {
     unsigned char node[6][4];  // positions in the column
 };
 
+// The sides of the face kinds are their local entities: side i of a triangle
+// lies opposite node i, side i of a quadrangle runs from node i to node i + 1.
 inline constexpr local_entities bar2_ends = {2, {1, 1}, {{1}, {0}}};
-inline constexpr local_entities tria_edges = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
-inline constexpr local_entities quad_edges = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
-inline constexpr local_entities tetra_face = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
-inline constexpr local_entities pyra_face = {
+inline constexpr local_entities tria_sides = {3, {2, 2, 2}, {{1, 2}, {2, 0}, {0, 1}}};
+inline constexpr local_entities quad_sides = {4, {2, 2, 2, 2}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
+inline constexpr local_entities tetra_faces = {4, {3, 3, 3, 3}, {{1, 2, 3}, {2, 0, 3}, {1, 3, 0}, {2, 1, 0}}};
+inline constexpr local_entities pyra_faces = {
     5, {3, 3, 3, 3, 4}, {{0, 4, 1}, {1, 4, 2}, {2, 4, 3}, {3, 4, 0}, {0, 1, 2, 3}}};
-inline constexpr local_entities penta_face = {
+inline constexpr local_entities penta_faces = {
     5, {3, 3, 4, 4, 4}, {{0, 1, 2}, {3, 5, 4}, {2, 1, 4, 5}, {5, 3, 0, 2}, {0, 3, 4, 1}}};
-inline constexpr local_entities hexa_face = {
+inline constexpr local_entities hexa_faces = {
     6, {4, 4, 4, 4, 4, 4}, {{0, 3, 7, 4}, {1, 5, 6, 2}, {0, 4, 5, 1}, {3, 2, 6, 7}, {0, 1, 2, 3}, {4, 7, 6, 5}}};
 
 // The linear kind of one column of a mixed matrix (ld-stepped column pointer).
 inline const local_entities& face_mix_kind(const unsigned* col) noexcept {
-    return col[3] == NO_INDEX ? tria_edges : quad_edges;
+    return col[3] == NO_INDEX ? tria_sides : quad_sides;
 }
 inline const local_entities& solid_mix_kind(const unsigned* col) noexcept {
-    if (col[4] == NO_INDEX) return tetra_face;
-    if (col[5] == NO_INDEX) return pyra_face;
-    if (col[6] == NO_INDEX) return penta_face;
-    return hexa_face;
+    if (col[4] == NO_INDEX) return tetra_faces;
+    if (col[5] == NO_INDEX) return pyra_faces;
+    if (col[6] == NO_INDEX) return penta_faces;
+    return hexa_faces;
 }
 
 // Nodes of entity i of a column; slots from the entity's size up to `words`
@@ -80,12 +82,12 @@ template <unsigned Rows, unsigned Entities, unsigned Words, const local_entities
     static const local_entities& of(const unsigned*) noexcept { return Table; }
 };
 template <> struct linear_kind<ET_BAR2> : fixed_linear_kind<2, 2, 1, bar2_ends> {};
-template <> struct linear_kind<ET_TRIA3> : fixed_linear_kind<3, 3, 2, tria_edges> {};
-template <> struct linear_kind<ET_QUAD4> : fixed_linear_kind<4, 4, 2, quad_edges> {};
-template <> struct linear_kind<ET_TETRA4> : fixed_linear_kind<4, 4, 3, tetra_face> {};
-template <> struct linear_kind<ET_PYRA5> : fixed_linear_kind<5, 5, 4, pyra_face> {};
-template <> struct linear_kind<ET_PENTA6> : fixed_linear_kind<6, 5, 4, penta_face> {};
-template <> struct linear_kind<ET_HEXA8> : fixed_linear_kind<8, 6, 4, hexa_face> {};
+template <> struct linear_kind<ET_TRIA3> : fixed_linear_kind<3, 3, 2, tria_sides> {};
+template <> struct linear_kind<ET_QUAD4> : fixed_linear_kind<4, 4, 2, quad_sides> {};
+template <> struct linear_kind<ET_TETRA4> : fixed_linear_kind<4, 4, 3, tetra_faces> {};
+template <> struct linear_kind<ET_PYRA5> : fixed_linear_kind<5, 5, 4, pyra_faces> {};
+template <> struct linear_kind<ET_PENTA6> : fixed_linear_kind<6, 5, 4, penta_faces> {};
+template <> struct linear_kind<ET_HEXA8> : fixed_linear_kind<8, 6, 4, hexa_faces> {};
 template <> struct linear_kind<ET_FACE_MIX> {
     static constexpr unsigned rows = 4, entities = 4, words = 2;
     static const local_entities& of(const unsigned* col) noexcept { return face_mix_kind(col); }

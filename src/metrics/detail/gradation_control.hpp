@@ -27,6 +27,7 @@
 #include <tq5/cellworks/core/element_type.hpp>
 #include <tq5/containers/dense1D.hpp>
 
+#include "../../detail/prefetch.hpp"
 #include "metric_core.hpp"
 
 namespace tq5 {
@@ -49,15 +50,6 @@ struct queue_entry {
     unsigned target;  ///< the neighbour it is drawn toward
 };
 static_assert(sizeof(queue_entry) == 16, "queue entries are 16 bytes");
-
-/// Asks for the cache line of p ahead of its use.
-inline void prefetch(const void* p) noexcept {
-#if defined(__GNUC__)
-    __builtin_prefetch(p);
-#else
-    (void)p;
-#endif
-}
 
 /// The key of a measure: capped in double, then narrowed, so that DBL_MAX and
 /// infinity order first.

@@ -58,8 +58,11 @@ CELLWORKS_API int edge_quality(double length, double h0, double h1, double& q) n
 ///   `check_IDs(connectM, FE, columns of pos)`; -4 when the field has another
 ///   column count than pos or some edge was not measured for its metric;
 ///   -6 when excluded fails `check_IDs(excluded, ET_BAR2, columns of pos)`.
-///   When scratch storage can't be obtained the histogram gets only the edges
-///   found so far (maybe none), without a code for it.
+///   Storage failures are not reported by a code: when the edge list can't
+///   grow, only the edges of the elements listed before are measured (maybe
+///   none); when the scratch of the exclusion can't be had, `excluded` is not
+///   applied and its edges are measured too. `ERR_ALLOC` comes back only when
+///   not even an empty scratch vector can be made.
 CELLWORKS_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned>& connectM, element_type FE,
                                  const dense2D<double>& metrics, misc::histogram& hist,
                                  const dense2D<unsigned>& excluded) noexcept;

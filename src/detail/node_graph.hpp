@@ -1,6 +1,6 @@
-// Builders of the compressed node graphs, on a flat form of a connectivity, for
-// the node-graph tools and for every other area that needs a node graph (the
-// gradation control of metric fields among them).
+// Builders of the compressed node graphs, on a flat form of a connectivity: the
+// one place where the node-graph tools and every other area that needs a node
+// graph (the gradation control of metric fields among them) build it.
 //
 // Flat form: `offsets` holds one entry more than there are elements; element e
 // owns the entries `flat[offsets[e]]` up to, not including, `flat[offsets[e + 1]]`,
@@ -162,6 +162,16 @@ inline int nodes_of_nodes(const dense1D<unsigned>& offsets, const dense1D<unsign
     }
     walk(std::true_type{}, nodes.data());
     return 0;
+}
+
+// The graph of nodes next to each node of a connectivity, by the three steps
+// above: flat form, elements of each node, nodes of each node. Scratch lives
+// only for the call. On failure `indices` and `nodes` are empty.
+inline int build_node_graph(const dense2D<unsigned>& connect, dense1D<unsigned>& indices, dense1D<unsigned>& nodes) {
+    dense1D<unsigned> offsets, flat, node_indices, node_elements;
+    int rc = flatten(connect, offsets, flat);
+    if (rc == 0) rc = elements_of_nodes(offsets, flat, node_indices, node_elements);
+    return rc != 0 ? rc : nodes_of_nodes(offsets, flat, node_indices, node_elements, indices, nodes);
 }
 
 }  // namespace detail
