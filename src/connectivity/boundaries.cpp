@@ -54,8 +54,9 @@ template <class Kind> bool neighbors_fit(const dense2D<unsigned>& connect, const
 }
 
 // Appends the faces taken by the walk, one column of the kind's face height each.
-template <class Kind> int append_faces(const dense2D<unsigned>& connect, const dense2D<unsigned>* neighbors,
-                                       dense2D<unsigned>& faces, int bad_height) {
+template <class Kind>
+int append_faces(const dense2D<unsigned>& connect, const dense2D<unsigned>* neighbors, dense2D<unsigned>& faces,
+                 int bad_height) {
     constexpr unsigned H = Kind::words;
     if (!faces.empty() && faces.rows() != H) return bad_height;
     // An empty matrix of any shape (say 0 x 7) starts from no column at all.

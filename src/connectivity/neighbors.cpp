@@ -23,9 +23,10 @@ constexpr u64 ALL_ONES = ~u64(0);
 // ET_SOLID_MIX as a triangle, never equal to a quadrangle.
 enum class match { node, edge, cycle, cycle_all_words, cycle_tri_or_quad };
 
-template <class Kind> constexpr match face_match = Kind::words == 1   ? match::node
-                                                   : Kind::words == 2 ? match::edge
-                                                                      : match::cycle;
+template <class Kind>
+constexpr match face_match = Kind::words == 1   ? match::node
+                             : Kind::words == 2 ? match::edge
+                                                : match::cycle;
 template <> constexpr match face_match<detail::linear_kind<ET_PYRA5>> = match::cycle_all_words;
 template <> constexpr match face_match<detail::linear_kind<ET_HEXA8>> = match::cycle_all_words;
 template <> constexpr match face_match<detail::linear_kind<ET_PENTA6>> = match::cycle_tri_or_quad;

@@ -59,8 +59,9 @@ int visit(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elements, dense
 // The columns of `src` in the order of `order`, into `dst` (ld = rows); with a
 // map, entries below its size go through it. A column beyond `src` comes out
 // NO_INDEX. Columns are fetched a few places ahead.
-template <bool Mapped> bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order,
-                                   const dense1D<unsigned>& map, dense2D<unsigned>& dst) {
+template <bool Mapped>
+bool gather(const dense2D<unsigned>& src, const dense1D<unsigned>& order, const dense1D<unsigned>& map,
+            dense2D<unsigned>& dst) {
     const std::size_t rows = src.rows(), ld = src.ld(), n = order.size(), cols = src.cols();
     if (!dst.resize(rows, n)) return false;
     const unsigned* s = src.data();

@@ -342,8 +342,9 @@ int box_of_all(const dense2D<double>& pos, vector_fixed<double, N>& min, vector_
     return 0;
 }
 
-template <std::size_t N> int box_of_ids(const dense2D<double>& pos, const dense1D<unsigned>& ids,
-                                        vector_fixed<double, N>& min, vector_fixed<double, N>& max) {
+template <std::size_t N>
+int box_of_ids(const dense2D<double>& pos, const dense1D<unsigned>& ids, vector_fixed<double, N>& min,
+               vector_fixed<double, N>& max) {
     if (ids.empty()) return 0;
     if (pos.rows() != N) return -1;
     const unsigned* id = ids.data();
@@ -359,8 +360,9 @@ template <std::size_t N> int box_of_ids(const dense2D<double>& pos, const dense1
     return 0;
 }
 
-template <std::size_t N> int box_of_connect(const dense2D<double>& pos, const dense2D<unsigned>& connect,
-                                            vector_fixed<double, N>& min, vector_fixed<double, N>& max) {
+template <std::size_t N>
+int box_of_connect(const dense2D<double>& pos, const dense2D<unsigned>& connect, vector_fixed<double, N>& min,
+                   vector_fixed<double, N>& max) {
     dense1D<unsigned> nodes;
     const int rc = append_unique(nodes, &connect, &connect + 1, dense1D<unsigned>());
     return rc != 0 ? rc : box_of_ids(pos, nodes, min, max);

@@ -28,8 +28,9 @@ template <class Nodes> struct node_validity {
 
 // Measures each edge of the list whose two end metrics are valid. Returns
 // false when some edge was not measured.
-template <int N, class Field> bool measure_edges(const dense2D<double>& pos, const dense1D<edge_key>& list,
-                                                 const Field& field, misc::histogram& hist) {
+template <int N, class Field>
+bool measure_edges(const dense2D<double>& pos, const dense1D<edge_key>& list, const Field& field,
+                   misc::histogram& hist) {
     using Nodes = decltype(detail::nodes_of<N>(field));
     const Nodes nodes = detail::nodes_of<N>(field);
     // A failed memo only costs time: each test is then made per edge end.
@@ -66,9 +67,10 @@ constexpr quality_codes block_codes{-6, -4};
 // excluded ones, and measures them. A failed growth of the list or of the
 // exclusion scratch is not reported: fewer edges, or the excluded ones too,
 // are then measured.
-template <class Field> int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::size_t nblocks,
-                                     const int* types, std::size_t ntypes, const Field& field, misc::histogram& hist,
-                                     const dense2D<unsigned>& excluded, quality_codes codes) {
+template <class Field>
+int qualities(const dense2D<double>& pos, const dense2D<unsigned>* first, std::size_t nblocks, const int* types,
+              std::size_t ntypes, const Field& field, misc::histogram& hist, const dense2D<unsigned>& excluded,
+              quality_codes codes) {
     if (nblocks == 0) return 0;
     if (pos.rows() != 2 && pos.rows() != 3) return -1;
     if (nblocks != ntypes) return -4;
@@ -88,10 +90,10 @@ template <class Field> int qualities(const dense2D<double>& pos, const dense2D<u
     return field_fits && all_measured ? 0 : codes.field;
 }
 
-template <class Field> int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* first,
-                                              const dense2D<unsigned>* last, const dense1D<int>& types,
-                                              const Field& field, misc::histogram& hist,
-                                              const dense2D<unsigned>& excluded) noexcept {
+template <class Field>
+int qualities_of_range(const dense2D<double>& pos, const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                       const dense1D<int>& types, const Field& field, misc::histogram& hist,
+                       const dense2D<unsigned>& excluded) noexcept {
     try {
         if (first == last) return 0;
         // A reversed range can't match the count of types.
@@ -102,9 +104,9 @@ template <class Field> int qualities_of_range(const dense2D<double>& pos, const 
     }
 }
 
-template <class Field> int qualities_of_block(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
-                                              element_type FE, const Field& field, misc::histogram& hist,
-                                              const dense2D<unsigned>& excluded) noexcept {
+template <class Field>
+int qualities_of_block(const dense2D<double>& pos, const dense2D<unsigned>& connectM, element_type FE,
+                       const Field& field, misc::histogram& hist, const dense2D<unsigned>& excluded) noexcept {
     try {
         const int type = FE;
         return qualities(pos, &connectM, 1, &type, 1, field, hist, excluded, block_codes);

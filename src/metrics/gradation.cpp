@@ -22,9 +22,9 @@ template <int N> bool rows_fit(const dense1D<double>&) noexcept { return true; }
 
 // The set-up after the argument tests: per-node stamps and direction bytes,
 // the node graph, then the control loop.
-template <int N, class Measure, class Field> int control(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
-                                                         const dense1D<unsigned>& hard_nodes, bool hold, int direction,
-                                                         double limit, Field& field) {
+template <int N, class Measure, class Field>
+int control(const dense2D<double>& pos, const dense2D<unsigned>& connectM, const dense1D<unsigned>& hard_nodes,
+            bool hold, int direction, double limit, Field& field) {
     dense1D<unsigned> stamp;
     if (!stamp.resize(pos.cols(), hold ? 0u : NO_INDEX)) return ERR_ALLOC;
     for (const unsigned h : hard_nodes)
@@ -44,9 +44,9 @@ template <int N, class Measure, class Field> int control(const dense2D<double>& 
 }
 
 // The argument tests in their order, then the control in the dimension of pos.
-template <class Measure, class Field> int bound_field(const dense2D<double>& pos, const dense2D<unsigned>& connectM,
-                                                      element_type FE, const dense1D<unsigned>& hard_nodes, bool hold,
-                                                      int direction, double limit, Field& field) noexcept {
+template <class Measure, class Field>
+int bound_field(const dense2D<double>& pos, const dense2D<unsigned>& connectM, element_type FE,
+                const dense1D<unsigned>& hard_nodes, bool hold, int direction, double limit, Field& field) noexcept {
     if (connectM.empty() || limit == DBL_MAX) return 0;
     return detail::by_coordinate_rows(pos.rows(), -1, [&](auto dim) -> int {
         constexpr int N = decltype(dim)::value;

@@ -8,8 +8,9 @@ namespace cellworks {
 namespace {
 
 // Works on copies, so that M may be M1 or M2; falls back on M1.
-template <int N, bool Maximum> bool combine(const symmetric_fixed<double, N>& M1, const symmetric_fixed<double, N>& M2,
-                                            symmetric_fixed<double, N>& M) noexcept {
+template <int N, bool Maximum>
+bool combine(const symmetric_fixed<double, N>& M1, const symmetric_fixed<double, N>& M2,
+             symmetric_fixed<double, N>& M) noexcept {
     const symmetric_fixed<double, N> a = M1, b = M2;
     symmetric_fixed<double, N> out;
     const bool good = Maximum ? detail::maximum_metric_core<N>(a.data(), b.data(), out.data())

@@ -9,8 +9,9 @@ namespace cellworks {
 
 namespace {
 
-template <int N, class Field> void raise_shocks(const dense2D<double>& pos, const dense2D<unsigned>& edges,
-                                                const Field& field, double* shock) noexcept {
+template <int N, class Field>
+void raise_shocks(const dense2D<double>& pos, const dense2D<unsigned>& edges, const Field& field,
+                  double* shock) noexcept {
     const auto nodes = detail::nodes_of<N>(field);
     const double* p = pos.data();
     const std::size_t ld = pos.ld(), eld = edges.ld();
@@ -24,8 +25,9 @@ template <int N, class Field> void raise_shocks(const dense2D<double>& pos, cons
     }
 }
 
-template <class Field> int shocks(const dense2D<double>& pos, const dense2D<unsigned>& edges, const Field& field,
-                                  dense1D<double>& shock) noexcept {
+template <class Field>
+int shocks(const dense2D<double>& pos, const dense2D<unsigned>& edges, const Field& field,
+           dense1D<double>& shock) noexcept {
     if (edges.empty()) return 0;
     return detail::by_coordinate_rows(pos.rows(), -1, [&](auto n) {
         if (!detail::edge_block_ok(edges, ET_BAR2, detail::node_limit(pos.cols()))) return -2;

@@ -22,9 +22,9 @@ using tensors_t = tq5::dense2D<double>;
 
 enum form { gradation, variation };
 
-template <class Field> int bound(form f, const tensors_t& pos, const tq5::dense2D<unsigned>& c, cw::element_type fe,
-                                 const tq5::dense1D<unsigned>& hard, bool hold, int direction, double limit,
-                                 Field& field) {
+template <class Field>
+int bound(form f, const tensors_t& pos, const tq5::dense2D<unsigned>& c, cw::element_type fe,
+          const tq5::dense1D<unsigned>& hard, bool hold, int direction, double limit, Field& field) {
     return f == gradation ? cw::bound_metric_gradations(pos, c, fe, hard, hold, direction, limit, field)
                           : cw::bound_metric_variations(pos, c, fe, hard, hold, direction, limit, field);
 }

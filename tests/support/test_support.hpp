@@ -72,8 +72,9 @@ template <class T> std::vector<T> values(const tq5::dense2D<T>& m) {
 // returns something other than ERR_ALLOC; `failed()` checks the state after each
 // failure, `setup()` (not counted) prepares each run. Returns the result of the
 // first successful run; `failures` gets the number of failed runs.
-template <class Run, class Failed> int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr,
-                                                                    const std::function<void()>& setup = nullptr) {
+template <class Run, class Failed>
+int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr,
+                                 const std::function<void()>& setup = nullptr) {
     for (long n = 0;; ++n) {
         if (setup) setup();
         tq5::testing::fail_allocations_after(n);

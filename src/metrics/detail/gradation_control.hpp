@@ -151,8 +151,9 @@ struct shock_measure {
     template <int N, class V> static double of(const double* pi, const double* pj, V a, V b) noexcept {
         return edge_shock<N>(pi, pj, a, b);
     }
-    template <int N, class V> static bool above(const double* pi, const double* pj, V a, V b, double screen,
-                                                double threshold, double& q) noexcept {
+    template <int N, class V>
+    static bool above(const double* pi, const double* pj, V a, V b, double screen, double threshold,
+                      double& q) noexcept {
         return edge_shock_above<N>(pi, pj, a, b, screen, threshold, q);
     }
     static double screen(double limit) noexcept { return shock_screen(limit); }

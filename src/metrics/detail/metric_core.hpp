@@ -599,8 +599,9 @@ inline bool shock_surely_within(double la, double lb, double screen) noexcept {
 /// Whether `edge_shock` is above `threshold`, at least the limit of
 /// `screen`, with q set to it when it is; the shock (its logarithm and power)
 /// is computed only for an edge that `shock_surely_within` can't clear.
-template <int N> inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj,
-                                              double screen, double threshold, double& q) noexcept {
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, const double* mi, const double* mj, double screen,
+                             double threshold, double& q) noexcept {
     const edge_ends e = tensor_ends<N>(pi, pj, mi, mj);
     if (shock_surely_within(e.la, e.lb, screen)) return false;
     q = edge_rate(with_tensor_length(e), same_tensor<N>(mi, mj), shock_rate);
@@ -608,8 +609,9 @@ template <int N> inline bool edge_shock_above(const double* pi, const double* pj
 }
 
 /// \overload With sizes at the two ends.
-template <int N> inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen,
-                                              double threshold, double& q) noexcept {
+template <int N>
+inline bool edge_shock_above(const double* pi, const double* pj, double hi, double hj, double screen, double threshold,
+                             double& q) noexcept {
     const double len = euclidean_length<N>(pi, pj);
     if (shock_surely_within(len / hi, len / hj, screen)) return false;
     q = edge_rate(size_ends(len, hi, hj), hi == hj, shock_rate);
