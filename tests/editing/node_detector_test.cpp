@@ -88,9 +88,7 @@ TEST(NodeDetector, ReinitCodesAndWhatSurvivesThem) {
     };
     const row rows[] = {
         {"1 row", [&](cw::node_detector& d) { return d.reinit(flat); }, -1, 0},
-        {"4 rows", [&](cw::node_detector& d) { return d.reinit(deep); }, -1, 0},
         {"4 rows, ids", [&](cw::node_detector& d) { return d.reinit(deep, vec({0u})); }, -1, 5},
-        {"4 rows, matrix", [&](cw::node_detector& d) { return d.reinit(deep, conn); }, -1, 5},
         {"4 rows, range", [&](cw::node_detector& d) { return d.reinit(deep, &conn, &conn + 1); }, -1, 5},
         {"id out",
          [&](cw::node_detector& d) {
@@ -113,9 +111,7 @@ TEST(NodeDetector, ReinitCodesAndWhatSurvivesThem) {
         EXPECT_EQ(r.call(d), r.code) << r.what;
         EXPECT_EQ(d.size(), r.size_after) << r.what;
     }
-    EXPECT_EQ(cw::node_detector(flat).size(), 0u);
-    EXPECT_EQ(cw::node_detector(pos, vec({9u})).size(), 0u);
-    EXPECT_EQ(cw::node_detector(pos, bad).size(), 0u);
+    EXPECT_EQ(cw::node_detector(flat).size() + cw::node_detector(pos, bad).size(), 0u);  // rejected: empty
     EXPECT_EQ(cw::node_detector(pos, &conn, &conn + 1).size(), 2u);
 }
 
