@@ -29,3 +29,5 @@
 #include <tq5/cellworks/metrics/min_max.hpp>
 #include <tq5/cellworks/metrics/shock.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
+
+#include <tq5/cellworks/editing/node_detector.hpp>
