@@ -19,6 +19,9 @@ TEST(CopyEdges, EdgesOfOneElementPerType) {
     tq5::dense2D<unsigned> edges;
     ASSERT_EQ(cw::copy_edges(padded(4, {0, 1, 2, NO, 1, 3, 4, 2}), cw::ET_FACE_MIX, edges), 0);
     EXPECT_EQ(values(edges), (list{0, 1, 0, 2, 1, 2, 1, 3, 2, 4, 3, 4}));  // (1, 2) shared
+    edges.clear();  // a 3-row mixed surface is triangles: no fourth row is read
+    ASSERT_EQ(cw::copy_edges(columns(3, {0, 1, 2, 1, 0, 3}), cw::ET_FACE_MIX, edges), 0);
+    EXPECT_EQ(values(edges), (list{0, 1, 0, 2, 0, 3, 1, 2, 1, 3}));
     edges.clear();  // a tetrahedron, a pyramid, a prism and a hexahedron without common nodes: 6 + 8 + 9 + 12
     ASSERT_EQ(cw::copy_edges(columns(8, {0,  1,  2,  3,  NO, NO, NO, NO, 10, 11, 12, 13, 14, NO, NO, NO,
                                          20, 21, 22, 23, 24, 25, NO, NO, 30, 31, 32, 33, 34, 35, 36, 37}),
