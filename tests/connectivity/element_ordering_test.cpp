@@ -1,16 +1,9 @@
-#include <algorithm>
-#include <random>
-
 #include "test_support.hpp"
-
-using namespace cwtest;
-
-namespace {
 
 // connect, neighbors, group_sizes, group_ends, old_to_new
 using sorted = std::vector<list>;
 
-sorted sort(tq5::dense2D<unsigned> c, tq5::dense2D<unsigned> nb = {}) {
+static sorted sort(tq5::dense2D<unsigned> c, tq5::dense2D<unsigned> nb = {}) {
     tq5::dense1D<unsigned> sizes(1, 5u), ends(1, 5u), o2n(1, 5u);
     EXPECT_EQ(nb.empty() ? cw::sort_elfes(c, sizes, ends, o2n) : cw::sort_elfes(c, nb, sizes, ends, o2n), 0);
     return {values(c), values(nb), values(sizes), values(ends), values(o2n)};
@@ -35,7 +28,8 @@ TEST(SortElfes, HandExamples) {
     tq5::dense2D<unsigned> same = c, bad = columns(2, {0, 0, 0, 0});
     tq5::dense1D<unsigned> sizes(1, 5u), ends, o2n;
     EXPECT_EQ(cw::sort_elfes(same, bad, sizes, ends, o2n), -1);
-    EXPECT_TRUE(values(same) == values(c) && values(sizes) == list{5});
+    EXPECT_EQ(values(same), values(c));
+    EXPECT_EQ(values(sizes), list{5});
 }
 
 // A random mixed solid matrix against a stable sort of its columns.
@@ -77,12 +71,16 @@ TEST(SortElfes, FailedAllocationsReturnZeroAndChangeNothing) {
     int failures = 0;
     with_each_allocation_failing(
         [&] { return cw::sort_elfes(c, sizes, ends, o2n) == 0 && o2n.empty() ? cw::ERR_ALLOC : 0; },
-        [&] { EXPECT_TRUE(values(c) == values(c0) && sizes.empty() && ends.empty()); }, &failures,
+        [&] {
+            EXPECT_EQ(values(c), values(c0));
+            EXPECT_TRUE(sizes.empty());
+            EXPECT_TRUE(ends.empty());
+        },
+        &failures,
         [&] {
             for (auto* v : {&sizes, &ends, &o2n}) *v = tq5::dense1D<unsigned>();  // fresh blocks, not shared
             ASSERT_TRUE(c.copy(c0));
         });
-    EXPECT_TRUE(failures == 4 && values(c) == sort(c0)[0]);
+    EXPECT_EQ(failures, 4);
+    EXPECT_EQ(values(c), sort(c0)[0]);
 }
-
-}  // namespace

@@ -1,27 +1,17 @@
-#include <algorithm>
-#include <array>
-#include <map>
+#include "local_faces.hpp"
 
-#include "block_mesh.hpp"
-#include "connectivity/detail/faces.hpp"
-#include "test_support.hpp"
-
-using namespace cwtest;
-
-// Hand cases; each connectivity is a padded view, so the walk must step by ld.
-TEST(GetNeighbors, HandCases) {
+// Hand cases and codes; each connectivity is a padded view, so the walk must
+// step by ld, and the output starts as a 2 x 2 matrix of 7s.
+TEST(GetNeighbors, HandCasesAndCodes) {
     // clang-format off
-    const struct { const char* what; cw::element_type type; std::size_t rows; bool link; list elements, want; } cases[] = {
+    const struct { const char* what; cw::element_type type; std::size_t rows; bool link; list elements, want; int rc = 0; } cases[] = {
         {"entity 2 of a triangle is the edge (0, 1), opposite its third node",
          cw::ET_TRIA3, 3, false, {0, 1, 2, 1, 0, 3}, {NO, NO, 1, NO, NO, 0}},
         {"edge (0, 1) of three quadrangles links nothing",
          cw::ET_QUAD4, 4, false, {0, 1, 2, 3, 1, 0, 4, 5, 0, 1, 6, 7}, list(12, NO)},
         {"linked, the first gets the last and the others the first",
          cw::ET_QUAD4, 4, true, {0, 1, 2, 3, 1, 0, 4, 5, 0, 1, 6, 7}, {2, NO, NO, NO, 0, NO, NO, NO, 0, NO, NO, NO}},
-        {"entity i of a bar is its node opposite node i",
-         cw::ET_BAR2, 2, false, {0, 1, 1, 2, 2, 3}, {1, NO, 2, 0, NO, 1}},
-        {"three bars at node 9", cw::ET_BAR2, 2, false, {0, 9, 1, 9, 9, 2}, list(6, NO)},
-        {"three bars at node 9, linked", cw::ET_BAR2, 2, true, {0, 9, 1, 9, 9, 2}, {2, NO, 0, NO, NO, 0}},
+        {"entity i of a bar is its node opposite node i", cw::ET_BAR2, 2, false, {0, 1, 1, 2, 2, 3}, {1, NO, 2, 0, NO, 1}},
         {"face 1 (1,5,6,2) of the first hexahedron is face 0 (0,3,7,4) of the second", cw::ET_HEXA8, 8, false,
          {0, 1, 2, 3, 4, 5, 6, 7, 1, 8, 9, 2, 5, 10, 11, 6}, {NO, 1, NO, NO, NO, NO, 0, NO, NO, NO, NO, NO}},
         {"the same four nodes in another cyclic order (1,5,2,6)", cw::ET_HEXA8, 8, false,
@@ -45,18 +35,26 @@ TEST(GetNeighbors, HandCases) {
         {"a 3-row mixed surface counts as triangles", cw::ET_FACE_MIX, 3, false, {0, 1, 2, 1, 0, 3}, {NO, NO, 1, NO, NO, 0}},
         {"repeated node: edges (0,1), (1,0) and (0,2), (2,0) make the element its own neighbour",
          cw::ET_QUAD4, 4, false, {0, 1, 0, 2}, {0, 0, 0, 0}},
+        // Codes leave the output empty.
+        {"empty, whatever the type", cw::ET_UNKNOWN, 0, false, {}, {}},
+        {"quadratic kinds have no face table", cw::ET_TRIA6, 3, false, {0, 1, 2}, {}, -2},
+        {"quadratic kinds have no face table", cw::ET_TETRA10, 10, false, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {}, -2},
+        {"rows of the type", cw::ET_TETRA4, 3, false, {0, 1, 2}, {}, -1},
+        {"a valid mixed solid, but not 8 rows", cw::ET_SOLID_MIX, 4, false, {0, 1, 2, 3}, {}, -1},
+        {"bad padding", cw::ET_FACE_MIX, 4, false, {0, NO, 2, 3}, {}, -1},
+        {"a node behind the padding", cw::ET_SOLID_MIX, 8, false, {0, 1, 2, 3, 4, NO, 6, NO}, {}, -1},
     };
     // clang-format on
     for (const auto& c : cases) {
         tq5::dense2D<unsigned> nb(2, 2, 7u);
-        EXPECT_EQ(cw::get_neighbors(padded(c.rows, c.elements), c.type, c.link, nb), 0) << c.what;
+        EXPECT_EQ(cw::get_neighbors(padded(c.rows, c.elements), c.type, c.link, nb), c.rc) << c.what;
         EXPECT_EQ(values(nb), c.want) << c.what;
     }
 }
 
 // 150 copies of one triangle put each edge in a chain longer than the 64 cells
 // that are paired in a buffer: such chains are paired in the hash itself.
-TEST(GetNeighbors, LongChainsOfCoincidentElements) {
+TEST(GetNeighbors, LongChainsOfCoincidentElementsAndStorageFailures) {
     tq5::dense2D<unsigned> same(3, 150), nb;
     for (std::size_t i = 0; i < same.size(); ++i) same.data()[i] = unsigned(i % 3);
     ASSERT_EQ(cw::get_neighbors(same, cw::ET_TRIA3, false, nb), 0);
@@ -65,66 +63,40 @@ TEST(GetNeighbors, LongChainsOfCoincidentElements) {
     list want(450, 0);
     want[0] = want[1] = want[2] = 149;  // the first gets the last, the others the first
     EXPECT_EQ(values(nb), want);
-}
-
-TEST(GetNeighbors, CodesAndStorageFailures) {
-    // clang-format off
-    const struct { std::size_t rows; list entries; cw::element_type type; int rc; } cases[] = {
-        {0, {}, cw::ET_TRIA6, 0},  // empty, whatever the type
-        {0, {}, cw::ET_UNKNOWN, 0},
-        {3, {0, 1, 2}, cw::ET_TRIA6, -2},
-        {10, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, cw::ET_TETRA10, -2},
-        {3, {0, 1, 2}, cw::ET_TETRA4, -1},                         // rows of the type
-        {4, {0, 1, 2, 3}, cw::ET_SOLID_MIX, -1},                   // valid, but not 8 rows
-        {4, {0, NO, 2, 3}, cw::ET_FACE_MIX, -1},                   // bad padding
-        {8, {0, 1, 2, 3, 4, NO, 6, NO}, cw::ET_SOLID_MIX, -1},
-    };
-    // clang-format on
-    for (const auto& c : cases) {
-        tq5::dense2D<unsigned> nb(2, 2, 7u);
-        EXPECT_EQ(cw::get_neighbors(padded(c.rows, c.entries), c.type, false, nb), c.rc) << c.type;
-        EXPECT_TRUE(nb.empty()) << c.type;
-    }
-    const auto tri = columns(3, {0, 1, 2, 1, 0, 3});
-    tq5::dense2D<unsigned> nb;
+    tq5::dense2D<unsigned> fresh;
     tq5::testing::fail_allocations_after(0);  // the neighbour matrix fails: empty
-    EXPECT_EQ(cw::get_neighbors(tri, cw::ET_TRIA3, false, nb), cw::ERR_ALLOC);
-    EXPECT_TRUE(nb.empty());
+    EXPECT_EQ(cw::get_neighbors(same, cw::ET_TRIA3, false, fresh), cw::ERR_ALLOC);
+    EXPECT_EQ(fresh.size(), 0u);
     tq5::testing::fail_allocations_after(1);  // the hash fails: full of NO_INDEX
-    EXPECT_EQ(cw::get_neighbors(tri, cw::ET_TRIA3, false, nb), cw::ERR_ALLOC);
+    EXPECT_EQ(cw::get_neighbors(same, cw::ET_TRIA3, false, fresh), cw::ERR_ALLOC);
     tq5::testing::fail_allocations_after(-1);
-    EXPECT_EQ(values(nb), list(6, NO));
+    EXPECT_EQ(values(fresh), list(450, NO));
 }
 
-// Generated blocks: links are symmetric, and the faces without a neighbour
-// are exactly the faces used once, counted by brute force.
-TEST(GetNeighbors, BlocksHaveSymmetricLinksAndTheirBoundaryIsTheFacesUsedOnce) {
+// Generated blocks against brute force on the tables written out in the test:
+// the two elements of a shared face link each other, a face used once links nothing.
+TEST(GetNeighbors, BlocksLinkTheTwoElementsOfEachSharedFace) {
     for (const cw::element_type type : {cw::ET_TETRA4, cw::ET_HEXA8}) {
         const bool tet = type == cw::ET_TETRA4;
-        const cw::detail::local_entities& k = tet ? cw::detail::tetra_faces : cw::detail::hexa_faces;
+        const local_faces::table& faces = tet ? local_faces::tetra4 : local_faces::hexa8;
         tq5::dense2D<unsigned> connect, nb;
         ASSERT_TRUE(tet ? tq5::fixtures::block_tetra(9, 8, 7, connect)
                         : tq5::fixtures::block_hexa(17, 13, 11, connect));
         ASSERT_EQ(cw::get_neighbors(connect, type, false, nb), 0);
-        ASSERT_TRUE(nb.rows() == k.count && nb.cols() == connect.cols());
-        std::map<std::array<unsigned, 4>, unsigned> uses;
-        for (std::size_t e = 0; e < connect.cols(); ++e)
-            for (unsigned i = 0; i < k.count; ++i) {
-                std::array<unsigned, 4> f{};
-                cw::detail::entity_nodes(k, &connect(0, e), i, 4, f.data());
-                std::sort(f.begin(), f.end());
-                ++uses[f];
-            }
-        std::size_t once = 0, boundary = 0;
-        for (const auto& u : uses) once += u.second == 1;
-        for (std::size_t e = 0; e < nb.cols(); ++e)
-            for (unsigned i = 0; i < k.count; ++i) {
-                const unsigned f = nb(i, e);
-                boundary += f == NO;
-                unsigned back = 0;
-                for (unsigned j = 0; j < k.count && f != NO; ++j) back += nb(j, f) == e;
-                EXPECT_TRUE(f == NO || back == 1) << "element " << e << " face " << i;
-            }
-        EXPECT_TRUE(boundary == once && boundary > 0) << type;
+        std::map<list, list> users;  // the sorted nodes of a face, and its elements
+        const auto users_of = [&](unsigned e, const list& f) -> list& {
+            list nodes;
+            for (unsigned p : f) nodes.push_back(connect(p, e));
+            std::sort(nodes.begin(), nodes.end());
+            return users[nodes];
+        };
+        for (unsigned e = 0; e < connect.cols(); ++e)
+            for (const list& f : faces) users_of(e, f).push_back(e);
+        list want;
+        for (unsigned e = 0; e < connect.cols(); ++e)
+            for (const list& f : faces)
+                want.push_back(users_of(e, f).size() == 2 ? users_of(e, f)[0] + users_of(e, f)[1] - e : NO);
+        EXPECT_EQ(nb.rows(), faces.size());
+        EXPECT_EQ(values(nb), want) << type;
     }
 }

@@ -1,20 +1,18 @@
 #include "test_support.hpp"
 
-using namespace cwtest;
-using doubles = std::vector<double>;
-
 TEST(MetricConversion, OneTensor) {
     tq5::symmetric_fixed<double, 2> M{{1, 1, 1}};
+    const auto packed = [&] { return doubles{M[0], M[1], M[2]}; };
     cw::metric_iso_to_aniso(-1, M);
-    EXPECT_TRUE(M[0] == 0 && M[1] == 0 && M[2] == 0);
+    EXPECT_EQ(packed(), (doubles{0, 0, 0}));
     const tq5::matrix_fixed<double, 3, 2> B{{1, 0, 0, 1, 2, 0}};  // x and x + 2y: 4 BT B
     cw::metric_iso_to_aniso2d(0.5, B, M);
-    EXPECT_TRUE(M[0] == 4 && M[1] == 4 && M[2] == 20);
+    EXPECT_EQ(packed(), (doubles{4, 4, 20}));
     cw::metric_iso_to_aniso2d(1e200, B, M);  // 1/(h*h) underflows: zero
-    EXPECT_TRUE(M[0] == 0 && M[1] == 0 && M[2] == 0);
+    EXPECT_EQ(packed(), (doubles{0, 0, 0}));
     // BT M3 B with M3 = ((1, 2, 4), (2, 3, 5), (4, 5, 6)) and the basis (1, 0, 1), (0, 1, 1).
     cw::metric_aniso3d_to_aniso2d(tq5::symmetric_fixed<double, 3>{{1, 2, 3, 4, 5, 6}}, {{1, 0, 1, 0, 1, 1}}, M);
-    EXPECT_TRUE(M[0] == 15 && M[1] == 17 && M[2] == 19);
+    EXPECT_EQ(packed(), (doubles{15, 17, 19}));
 }
 
 TEST(MetricConversion, FieldsWriteTheirFirstColumns) {
@@ -30,15 +28,14 @@ TEST(MetricConversion, FieldsWriteTheirFirstColumns) {
     ASSERT_EQ(cw::metrics_aniso3d_to_aniso2d(m.sub_matrix(0, 0, 6, 2), B, t), 0);
     EXPECT_EQ(values(t), (doubles{4, 0, 4, -7, -7, -7}));
 
-    tq5::dense2D<double> e, m6(6, 2), m3(3, 2), m5(5, 2), m31(3, 1), B2(6, 2), B1(6, 1);
+    tq5::dense2D<double> e, m6(6, 2), m3(3, 2), m5(5, 2), m31(3, 1), B2(6, 2), B1(6, 1), B3(6, 3);
     const auto ones = vec<double>({1, 1});
-    const struct {
-        int got, want;
-    } codes[] = {
+    expect_codes({
         {cw::metrics_iso_to_aniso3d(ones, m3), -2},
         {cw::metrics_iso_to_aniso2d(ones, m31), -2},
         {cw::metrics_iso_to_aniso2d(vec<double>({}), e), 0},
         {cw::metrics_iso_to_aniso2d(ones, B1, m3), -2},
+        {cw::metrics_iso_to_aniso2d(ones, B3, m3), -2},  // the bases must be exactly one per size
         {cw::metrics_iso_to_aniso2d(ones, m5, m3), -2},
         {cw::metrics_iso_to_aniso2d(ones, B2, m31), -3},
         {cw::metrics_iso_to_aniso2d(vec<double>({}), e, e), 0},
@@ -46,6 +43,5 @@ TEST(MetricConversion, FieldsWriteTheirFirstColumns) {
         {cw::metrics_aniso3d_to_aniso2d(m6, B1, m3), -2},
         {cw::metrics_aniso3d_to_aniso2d(m6, B2, m31), -3},
         {cw::metrics_aniso3d_to_aniso2d(e, e, m31), 0},
-    };
-    for (std::size_t i = 0; i < std::size(codes); ++i) EXPECT_EQ(codes[i].got, codes[i].want) << "case " << i;
+    });
 }

@@ -1,13 +1,11 @@
-#include <cmath>
-
 #include "test_support.hpp"
-
-using namespace cwtest;
 
 TEST(EdgeQuality, LengthOverTheLogarithmicMeanSize) {
     double q = -1;
-    EXPECT_TRUE(cw::edge_quality(1, 1, 1, q) == 0 && q == 1);
-    EXPECT_TRUE(cw::edge_quality(2, 1, std::exp(1.0), q) == 0 && std::fabs(q - 2 / (std::exp(1.0) - 1)) < 1e-15);
+    EXPECT_EQ(cw::edge_quality(1, 1, 1, q), 0);
+    EXPECT_EQ(q, 1);
+    EXPECT_EQ(cw::edge_quality(2, 1, std::exp(1.0), q), 0);  // ln(e) - ln(1) = 1 over e - 1
+    EXPECT_NEAR(q, 2 / (std::exp(1.0) - 1), 1e-15);
     EXPECT_EQ(cw::edge_quality(1, 0, 1, q), -2);
     EXPECT_EQ(cw::edge_quality(1, 1, -1, q), -3);
 }
@@ -23,11 +21,15 @@ TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
     tq5::misc::histogram a, b, c, d, e, h;
     ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, tensors, a, none), 0);
     ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, b, none), 0);
-    for (const auto* x : {&a, &b})
-        EXPECT_TRUE(x->count() == 5 && x->min() == 1 && std::fabs(x->max() - std::sqrt(2.0)) < 1e-15);
+    for (const auto* x : {&a, &b}) {
+        EXPECT_EQ(x->count(), 5u);
+        EXPECT_EQ(x->min(), 1);
+        EXPECT_NEAR(x->max(), std::sqrt(2.0), 1e-15);
+    }
     // Excluded edges in either direction; all of them: no value, success.
     ASSERT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, c, columns(2, {2, 0, 3, 2})), 0);
-    EXPECT_TRUE(c.count() == 3 && c.max() == 1);
+    EXPECT_EQ(c.count(), 3u);
+    EXPECT_EQ(c.max(), 1);
     tq5::dense2D<unsigned> all;
     ASSERT_EQ(cw::copy_edges(tria, cw::ET_TRIA3, all), 0);
     ASSERT_EQ(cw::edge_qualities(pos, t, t + 1, one, tensors, c, all), 0);
@@ -37,13 +39,12 @@ TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
     tensors(2, 3) = -1;
     EXPECT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, sizes, d, none), -4);
     EXPECT_EQ(cw::edge_qualities(pos, tria, cw::ET_TRIA3, tensors, e, none), -4);
-    EXPECT_TRUE(d.count() == 3 && e.count() == 3);
+    EXPECT_EQ(d.count(), 3u);
+    EXPECT_EQ(e.count(), 3u);
     const tq5::dense2D<double> pos4(4, 4, 0.0);
     const tq5::dense2D<unsigned> far = columns(3, {0, 1, 9}), bad_excluded(2, 1, 9u);
     const tq5::dense1D<double> short_sizes(3, 1.0);
-    const struct {
-        int got, want;
-    } cases[] = {
+    expect_codes({
         {cw::edge_qualities(pos4, tria, cw::ET_TRIA3, sizes, h, none), -1},
         {cw::edge_qualities(pos, far, cw::ET_TRIA3, sizes, h, none), -2},
         {cw::edge_qualities(pos, tria, cw::ET_QUAD4, sizes, h, none), -2},
@@ -57,8 +58,7 @@ TEST(EdgeQualities, EachEdgeOnceLessTheExcludedAndCodes) {
         {cw::edge_qualities(pos, t, t + 1, one, tensors, h, bad_excluded), -7},
         {cw::edge_qualities(pos, t, t + 1, one, short_sizes, h, none), -5},
         {cw::edge_qualities(pos, t, t + 1, one, sizes, h, none), -5},
-    };
-    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
+    });
 }
 
 // 3D: the unit tetrahedron with size 0.5: three edges of length 1, three of sqrt(2).
@@ -68,7 +68,8 @@ TEST(EdgeQualities, TetrahedronWithIsotropicTensors) {
     ASSERT_EQ(cw::metrics_iso_to_aniso3d(tq5::dense1D<double>(4, 0.5), metrics), 0);
     tq5::misc::histogram hist;
     ASSERT_EQ(cw::edge_qualities(pos, columns(4, {0, 1, 2, 3}), cw::ET_TETRA4, metrics, hist, {}), 0);
-    EXPECT_TRUE(hist.count() == 6 && std::fabs(hist.min() - 2) < 1e-14 &&
-                std::fabs(hist.max() - 2 * std::sqrt(2.0)) < 1e-14);
+    EXPECT_EQ(hist.count(), 6u);
+    EXPECT_NEAR(hist.min(), 2, 1e-14);
+    EXPECT_NEAR(hist.max(), 2 * std::sqrt(2.0), 1e-14);
     EXPECT_NEAR(hist.mean(), 1 + std::sqrt(2.0), 1e-14);
 }

@@ -1,12 +1,5 @@
-#include <cmath>
-#include <limits>
-#include <random>
+#include "test_support.hpp"
 
-#include "metric_testing.hpp"
-
-namespace {
-
-using namespace metric_testing;
 template <int N> using S = tq5::symmetric_fixed<double, N>;
 
 // Random tensors from a fixed seed against the definition: M2 q = d M1 q
@@ -31,7 +24,7 @@ template <int N> void pairs_meet_their_definition(bool general) {
                 EXPECT_NEAR(times<N>(m2.data(), v, i), d[k] * (general ? times<N>(m1.data(), v, i) : v[i]),
                             1e-11 * (std::fabs(d[k]) + 1));
             for (int p = 0; p < k && !general; ++p) EXPECT_NEAR(dot<N>(v, q.data() + p * N), 0, 1e-13);
-            EXPECT_TRUE(k == 0 || d[k - 1] <= d[k]);
+            EXPECT_LE(d[k > 0 ? k - 1 : 0], d[k]);  // ascending
         }
     }
 }
@@ -52,23 +45,26 @@ TEST(EigenPairs, HandCases) {
     // test against 1e-24 (the shifted rows are zero).
     for (double s : {1.0, 0.0}) {
         ASSERT_TRUE(cw::eigen_pairs(S<2>{{s, 0, s}}, d2, q2));
-        EXPECT_TRUE(d2[0] == s && d2[1] == s && q2[0] == 1 && q2[1] == 0 && q2[2] == 0 && q2[3] == 1);
+        EXPECT_EQ((doubles{d2[0], d2[1], q2[0], q2[1], q2[2], q2[3]}), (doubles{s, s, 1, 0, 0, 1}));
     }
+    // diag(3, 1): the vector of 1 comes from the second row, (0, +-1).
+    ASSERT_TRUE(cw::eigen_pairs(S<2>{{3, 0, 1}}, d2, q2));
+    EXPECT_EQ((doubles{d2[0], d2[1], std::fabs(q2[1])}), (doubles{1, 3, 1}));
     // det = 1.5e14 - 9 is exact, so the small root det / l1 = 1.5 - 9e-14 is
     // accurate; the plain formula gives 1.5, lost to cancellation.
     ASSERT_TRUE(cw::eigen_pairs(S<2>{{1e14, 3, 1.5}}, d2, q2));
     EXPECT_NEAR(d2[0], 1.5 - 9e-14, 1e-15);
-    EXPECT_FALSE(cw::eigen_pairs(S<2>{{std::numeric_limits<double>::infinity(), 0, 1}}, d2, q2));
+    EXPECT_FALSE(cw::eigen_pairs(S<2>{{INF, 0, 1}}, d2, q2));
     // Generalized, 2D: M1 needs m00 != 0 and det > 0; -I passes, giving descending values.
     const S<2> m2{{2, 0, 3}};
     EXPECT_FALSE(cw::eigen_pairs(S<2>{{1, 1, 1}}, m2, d2, q2));
     EXPECT_FALSE(cw::eigen_pairs(S<2>{{0, 0, 1}}, m2, d2, q2));
     ASSERT_TRUE(cw::eigen_pairs(S<2>{{-1, 0, -1}}, m2, d2, q2));
-    EXPECT_TRUE(d2[0] == -2 && d2[1] == -3);
+    EXPECT_EQ((doubles{d2[0], d2[1]}), (doubles{-2, -3}));
     // 3D: an empty first row passes the factor, then divides by detL = 0.
     const S<3> unit{{1, 0, 1, 0, 0, 1}};
     ASSERT_TRUE(cw::eigen_pairs(S<3>{{0, 0, 1, 0, 0, 1}}, unit, d3, q3));
-    EXPECT_FALSE(std::isfinite(d3[0]) && std::isfinite(d3[1]) && std::isfinite(d3[2]));
+    EXPECT_FALSE(std::isfinite(d3[0] + d3[1] + d3[2]));
     EXPECT_FALSE(cw::eigen_pairs(S<3>{{-1, 0, 1, 0, 0, 1}}, unit, d3, q3));
 }
 
@@ -85,5 +81,3 @@ TEST(Dspev, BadArgumentsAreReportedWithoutStopping) {
         EXPECT_EQ(info, c.info);
     }
 }
-
-}  // namespace

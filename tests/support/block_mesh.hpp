@@ -13,26 +13,18 @@ namespace fixtures {
 
 // Fills `pos` (3 x #nodes) with the lattice; false when storage fails.
 inline bool block_nodes(unsigned nx, unsigned ny, unsigned nz, dense2D<double>& pos) {
-    const std::size_t n = std::size_t(nx + 1) * (ny + 1) * (nz + 1);
     pos.clear();
-    if (!pos.resize(3, n)) return false;
-    std::size_t c = 0;
+    if (!pos.resize(3, std::size_t(nx + 1) * (ny + 1) * (nz + 1))) return false;
+    double* p = pos.data();
     for (unsigned k = 0; k <= nz; ++k)
         for (unsigned j = 0; j <= ny; ++j)
-            for (unsigned i = 0; i <= nx; ++i, ++c) {
-                pos(0, c) = i;
-                pos(1, c) = j;
-                pos(2, c) = k;
-            }
+            for (unsigned i = 0; i <= nx; ++i, p += 3) p[0] = i, p[1] = j, p[2] = k;
     return true;
 }
 
 // Node number of corner `bit` (x, y, z bits) of cell (i, j, k).
 inline unsigned block_corner(unsigned nx, unsigned ny, unsigned i, unsigned j, unsigned k, unsigned bit) {
-    i += bit & 1u;
-    j += (bit >> 1) & 1u;
-    k += (bit >> 2) & 1u;
-    return i + (nx + 1) * (j + (ny + 1) * k);
+    return i + (bit & 1u) + (nx + 1) * (j + ((bit >> 1) & 1u) + (ny + 1) * (k + ((bit >> 2) & 1u)));
 }
 
 // One ET_HEXA8 per cell, bottom face (0,1,2,3) counter-clockwise seen from above.

@@ -1,18 +1,30 @@
-// Included by every unit test: GoogleTest, the library, and the shared helpers
-// (vectors and matrices from literals, views with ld > rows, contents as
-// std::vector, and a driver that fails each raw allocation of a call in turn).
+// Included by every unit test: GoogleTest, the library, the generated meshes
+// and metrics, and the shared helpers (vectors and matrices from literals, views
+// with ld > rows, contents as std::vector, packed tensor products, and a driver
+// that fails each raw allocation of a call in turn). The tests use its names
+// unqualified.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <functional>
 #include <initializer_list>
 #include <limits>
+#include <map>
+#include <random>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include <tq5/cellworks.hpp>
+
+#include "block_mesh.hpp"
+#include "random_metrics.hpp"
 
 namespace cw = tq5::cellworks;
 
@@ -22,6 +34,7 @@ constexpr unsigned NO = tq5::cellworks::NO_INDEX;
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 using list = std::vector<unsigned>;
+using doubles = std::vector<double>;
 
 // Keeps T out of deduction, so that `columns(3, {0, 1, NO})` is unsigned and
 // `columns<double>(...)` takes plain numbers.
@@ -68,6 +81,32 @@ template <class T> std::vector<T> values(const tq5::dense2D<T>& m) {
     return out;
 }
 
+// Each pair is (result, expected code), evaluated in order; a failure names the case by its place.
+inline void expect_codes(std::initializer_list<std::pair<int, int>> cases) {
+    int i = 0;
+    for (const auto& c : cases) EXPECT_EQ(c.first, c.second) << "case " << i++;
+}
+
+// Packed upper N x N tensors (m00, m01, m11[, m02, m12, m22]): (M v)_i, a . b and uT M u.
+template <int N> double times(const double* m, const double* v, int i) {
+    double s = 0;
+    for (int j = 0; j < N; ++j) s += m[std::min(i, j) + std::max(i, j) * (std::max(i, j) + 1) / 2] * v[j];
+    return s;
+}
+template <int N> double dot(const double* a, const double* b) {
+    double s = 0;
+    for (int i = 0; i < N; ++i) s += a[i] * b[i];
+    return s;
+}
+template <int N> double form(const double* m, const double* u) {
+    double s = 0;
+    for (int i = 0; i < N; ++i) s += u[i] * times<N>(m, u, i);
+    return s;
+}
+using tq5::fixtures::random_metric;
+using tq5::fixtures::random_rotation;
+using tq5::fixtures::tensor_from_eigen;
+
 // Calls `run()` with the first 0, 1, 2, ... raw allocations allowed, until it
 // returns something other than ERR_ALLOC; `failed()` checks the state after each
 // failure, `setup()` (not counted) prepares each run. Returns the result of the
@@ -89,3 +128,5 @@ int with_each_allocation_failing(Run run, Failed failed, int* failures = nullptr
 }
 
 }  // namespace cwtest
+
+using namespace cwtest;
