@@ -116,6 +116,9 @@ TEST(NodeDetector, TiesGoToTheFirstNodeMetAndBoxesAreClosed) {
     EXPECT_EQ(d.find_closest(p2{{3, 4.9}}), 2u);       // exact hit on the descent: 4 is not looked for
     EXPECT_EQ(d.find_closest(2u), 4u);                 // a twin at distance 0
     EXPECT_EQ(d.find_closest(5u), NO);
+    cw::node_detector lone(hand_pos, vec({0u}));
+    lone.insert(vec({3u}));                // 3 goes low of the root
+    EXPECT_EQ(lone.find_closest(0u), NO);  // the descent from 0 goes high and meets no other node
     tq5::dense1D<unsigned> out = vec({9u});
     d.find_in_box(p2{{-2, 4.9}}, p2{{3, 10}}, out);       // all on corners
     d.find_in_box(p2{{3, 0}}, p2{{-2, 10}}, out);         // not normalised: nothing

@@ -125,8 +125,9 @@ public:
     /// \overload The node closest to node `id`, other than `id` itself: a
     /// different node at the same place is an answer at distance 0.
     /// @param[in] id a column of the coordinates; it need not be in the tree.
-    /// @return `NO_INDEX` also when `id` is not a column of the coordinates or
-    ///   the tree holds no other node.
+    /// @return `NO_INDEX` also when `id` is not a column of the coordinates, or
+    ///   when the first descent from `id` meets no node but `id` itself: the
+    ///   search then ends there, even if other nodes stand elsewhere in the tree.
     unsigned find_closest(unsigned id) const noexcept;
 
     /// Appends to `out` the nodes in the closed box [`p_min`, `p_max`]: nodes on
