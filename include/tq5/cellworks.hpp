@@ -30,4 +30,5 @@
 #include <tq5/cellworks/metrics/shock.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
 
+#include <tq5/cellworks/editing/merge.hpp>
 #include <tq5/cellworks/editing/node_detector.hpp>
