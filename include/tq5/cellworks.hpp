@@ -30,6 +30,7 @@
 #include <tq5/cellworks/metrics/shock.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
 
+#include <tq5/cellworks/editing/merge.hpp>
 #include <tq5/cellworks/editing/node_detector.hpp>
 
 #include <tq5/cellworks/exchange/stl.hpp>

@@ -1,0 +1,342 @@
+// merge: the codes of every form in order, small cases by hand, the global and
+// the element modes against plain transcriptions of their searches on random
+// nodes full of coincidences and ties, and storage failures.
+#include <memory>
+#include <numeric>
+#include <tuple>
+
+#include "editing/detail/node_tree.hpp"
+#include "test_support.hpp"
+
+using namespace cwtest;
+
+namespace {
+
+using pos_t = tq5::dense2D<double>;
+using conn_t = tq5::dense2D<unsigned>;
+
+// Nodes on the quarter grid of [0, span)^dim (coincident nodes, distances of
+// exactly 0.25 and equal distances), every third anywhere in [0, span).
+pos_t random_pos(unsigned dim, unsigned n, double span, std::mt19937_64& rng) {
+    pos_t pos(dim, n);
+    for (unsigned i = 0; i < dim * n; ++i)
+        pos.data()[i] = i / dim % 3 ? double(rng() % unsigned(4 * span)) / 4 : double(rng() >> 11) * 0x1p-53 * span;
+    return pos;
+}
+
+// NaN nodes, which hide the subtrees below them from box searches, and two
+// nodes at x = inf, which are close (inf - inf is NaN, not above tol).
+void nan_and_inf(pos_t& pos) {
+    for (unsigned i = 7; i < 40; i += 2) pos(1, i) = NaN;
+    pos(0, 8) = pos(0, 10) = INF;
+    pos(1, 10) = pos(1, 8);
+}
+
+list unique(const list& ids) {
+    list out;
+    std::set<unsigned> seen;
+    for (unsigned x : ids)
+        if (x != NO && seen.insert(x).second) out.push_back(x);
+    return out;
+}
+
+double dist(const pos_t& pos, unsigned u, unsigned v) {
+    double s = 0;
+    for (unsigned k = 0; k < pos.rows(); ++k) s += (pos(k, u) - pos(k, v)) * (pos(k, u) - pos(k, v));
+    return std::sqrt(s);
+}
+
+// The nodes of `nodes` in the closed box around u: by brute force, or, when a
+// coordinate is NaN (which hides the subtrees of its node), through a tree
+// built as the library builds it.
+template <unsigned D> std::function<list(unsigned, double)> box_finder(const pos_t& pos, const list& nodes) {
+    if (std::none_of(pos.data(), pos.data() + pos.size(), [](double x) { return std::isnan(x); }))
+        return [&pos, nodes](unsigned u, double tol) {
+            list out;
+            for (unsigned v : nodes) {
+                bool in = true;
+                for (unsigned k = 0; k < D; ++k)
+                    in = in && pos(k, u) - tol <= pos(k, v) && pos(k, v) <= pos(k, u) + tol;
+                if (in) out.push_back(v);
+            }
+            return out;
+        };
+    auto tree = std::make_shared<cw::node_tree<D>>(pos);
+    bool stored;
+    tree->insert(vec(nodes), stored);
+    return [tree](unsigned u, double tol) {
+        tq5::vector_fixed<double, D> lo, hi;
+        for (unsigned k = 0; k < D; ++k) lo[k] = tree->pos(k, u) - tol, hi[k] = tree->pos(k, u) + tol;
+        tq5::dense1D<unsigned> out;
+        tree->find_in_box(lo, hi, out);
+        return values(out);
+    };
+}
+std::function<list(unsigned, double)> finder(const pos_t& pos, const list& nodes) {
+    return pos.rows() == 2 ? box_finder<2>(pos, nodes) : box_finder<3>(pos, nodes);
+}
+
+// Global joining, step by step: ranks in list2, pairs (rank, node) of the
+// boxes, sorted, the first pair of each node taken, chains followed.
+list plain_lists(const pos_t& pos, const list& ids1, const list& ids2, double tol, int& joined) {
+    const list l1 = unique(ids1), l2 = unique(ids2);
+    const auto found = finder(pos, l1);
+    list rank(pos.cols(), NO), map(pos.cols());
+    std::vector<std::pair<unsigned, unsigned>> pairs;
+    for (unsigned i = 0; i < l2.size(); ++i) {
+        rank[l2[i]] = i;
+        for (unsigned v : found(l2[i], tol))
+            if (rank[v] > i && !(dist(pos, l2[i], v) > tol)) pairs.push_back({i, v});
+    }
+    std::sort(pairs.begin(), pairs.end());
+    std::iota(map.begin(), map.end(), 0u);
+    joined = 0;
+    for (auto [i, v] : pairs)
+        if (map[v] == v) map[v] = l2[i], ++joined;
+    for (unsigned v : l1)
+        while (map[map[v]] != map[v]) map[v] = map[map[v]];
+    return map;
+}
+
+// Joining within elements, pass by pass, on the matrices themselves.
+list plain_elements(const pos_t& pos, std::vector<conn_t>& conns, double tol, unsigned mode, int& total) {
+    list all;
+    for (const auto& c : conns) all.insert(all.end(), c.data(), c.data() + c.size());
+    const list nodes = unique(all);
+    const auto found = finder(pos, nodes);
+    list map(pos.cols());
+    std::iota(map.begin(), map.end(), 0u);
+    for (total = 0;;) {
+        std::vector<std::tuple<double, unsigned, unsigned>> records;
+        for (const auto& c : conns)
+            for (unsigned j = 0; j < c.cols(); ++j)
+                for (unsigned r = 0; r < c.rows(); ++r) {
+                    const unsigned u = c(r, j);
+                    const list box = u == NO || map[u] != u ? list{} : found(u, tol);
+                    for (unsigned v : box.size() > 1 ? box : list{})
+                        if (v != u && map[v] == v && std::count(&c(0, j), &c(0, j) + c.rows(), v) &&
+                            !(dist(pos, u, v) > tol))
+                            records.emplace_back(dist(pos, u, v), u, v);
+                }
+        std::stable_sort(records.begin(), records.end(), [](const auto& a, const auto& b) {
+            return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) < std::get<0>(b) : std::get<1>(a) < std::get<1>(b);
+        });
+        int count = 0;
+        for (auto [d, u, v] : records)
+            if (map[u] == u && map[v] == v) map[v] = u, ++count;
+        for (unsigned v : nodes)
+            while (map[map[v]] != map[v]) map[v] = map[map[v]];
+        for (auto& c : conns) cw::change_indices(c, vec(map));
+        total += count;
+        if (mode == 1 || count == 0) return map;
+    }
+}
+
+TEST(Merge, CodesInOrderForEveryForm) {
+    pos_t none(1, 0), deep(4, 3, 0.0), pos = columns<double>(2, {0, 0, 1, 0, 2, 0});
+    conn_t c = columns(3, {0, 1, 2}), bad = columns(3, {0, 1, 9}), only_no = columns(3, {NO, NO, NO});
+    const auto ok = vec({0u, 1u}), out = vec({3u}), empty = tq5::dense1D<unsigned>();
+    tq5::dense1D<unsigned> map;
+    auto run = [&](int rc) {  // every form with a map leaves it empty
+        EXPECT_TRUE(map.empty());
+        map = vec({7u});
+        return rc;
+    };
+    map = vec({7u});
+    expect_codes({
+        {run(cw::merge(none, map, NaN)), 0},
+        {run(cw::merge(deep, map, NaN)), -1},
+        {run(cw::merge(pos, map, -1)), -3},
+        {run(cw::merge(pos, map, NaN)), -3},
+        {cw::merge(none, NaN), 0},
+        {cw::merge(deep, -1), -1},
+        {cw::merge(pos, NaN), -3},
+        {run(cw::merge(none, out, out, map, NaN)), 0},
+        {run(cw::merge(deep, out, out, map, NaN)), -1},
+        {run(cw::merge(pos, out, out, map, NaN)), -2},
+        {run(cw::merge(pos, ok, out, map, NaN)), -3},
+        {run(cw::merge(pos, ok, ok, map, -1)), -4},
+        {run(cw::merge(pos, empty, ok, map, -1)), -4},
+        {run(cw::merge(pos, ok, empty, map, 1)), 0},
+        {run(cw::merge(deep, out, map, NaN)), -1},
+        {run(cw::merge(pos, out, map, NaN)), -2},
+        {run(cw::merge(pos, ok, map, NaN)), -4},
+        {run(cw::merge(none, &c + 1, &c, map, NaN, 9)), 0},
+        {run(cw::merge(deep, &c, &c, map, NaN, 9)), 0},
+        {run(cw::merge(deep, &c, &c + 1, map, NaN, 9)), -1},
+        {run(cw::merge(pos, &c + 1, &c, map, NaN, 9)), -3},
+        {run(cw::merge(pos, &bad, &bad + 1, map, NaN, 9)), -5},
+        {run(cw::merge(pos, &bad, &bad + 1, map, 1, 3)), -6},
+        {run(cw::merge(pos, &bad, &bad + 1, map, 1, 0)), -2},
+        {run(cw::merge(pos, &only_no, &only_no + 1, map, 1, 0)), 0},
+        {cw::merge(pos, &c + 1, &c, NaN, 9), -3},
+        {cw::merge(pos, &bad, &bad + 1, -1, 9), -5},
+        {cw::merge(pos, &bad, &bad + 1, 1, 3), -6},
+        {cw::merge(pos, &bad, &bad + 1, 1, 2), -2},
+        {run(cw::merge(deep, bad, map, NaN, 3)), -1},
+        {run(cw::merge(pos, bad, map, -1, 3)), -5},
+        {run(cw::merge(pos, bad, map, 1, 3)), -6},
+        {run(cw::merge(pos, bad, map, 1, 1)), -2},
+        {run(cw::merge(pos, only_no, map, 1, 2)), 0},
+        {cw::merge(pos, bad, NaN, 3), -5},
+        {cw::merge(pos, bad, 1, 3), -6},
+        {cw::merge(deep, bad), -1},
+        {cw::merge(pos, bad), -2},
+        {run(cw::merge(deep, c, bad, map, NaN, 3)), -1},
+        {run(cw::merge(pos, c, bad, map, NaN, 3)), -5},
+        {run(cw::merge(pos, c, bad, map, 0, 3)), -6},
+        {run(cw::merge(pos, c, bad, map, 0, 1)), -2},
+        {cw::merge(pos, c, bad, -1, 0), -5},
+        {cw::merge(pos, c, bad, 0, 7), -6},
+        {cw::merge(deep, c, bad), -1},
+        {cw::merge(pos, c, bad), -2},
+    });
+    EXPECT_EQ(values(c), (list{0, 1, 2}));
+    // Lists of NO_INDEX only are not empty: nothing is searched, and every node maps to itself.
+    EXPECT_EQ(cw::merge(pos, vec({NO}), map, 1), 0);
+    EXPECT_EQ(values(map), (list{0, 1, 2}));
+}
+
+TEST(Merge, TriangleInARowAndCoincidentNodesByMode) {
+    // Triangle A: nodes 0, 1, 2 on a line 0.25 apart. Triangle B: node 3 on
+    // node 0, 4 and 5 far. Node 6 lies on node 0 and no element uses it.
+    const pos_t pos = columns<double>(2, {0, 0, 0.25, 0, 0.5, 0, 0, 0, 3, 3, 4, 4, 0, 0});
+    // With tol 0.25, mode 0: 1 joins 0 at exactly tol, 2 joins 1 and so 0, and
+    // 3 joins 0 across elements. Modes 1 and 2: 0-1 is A's first pair, then 2
+    // has no free partner within tol. With tol 0 only 3 and 0 meet, in mode 0.
+    const struct {
+        double tol;
+        unsigned mode;
+        int joined;
+        list map;
+    } cases[] = {
+        {0.25, 0, 3, {0, 0, 0, 0, 4, 5, 6}}, {0.25, 1, 1, {0, 0, 2, 3, 4, 5, 6}}, {0.25, 2, 1, {0, 0, 2, 3, 4, 5, 6}},
+        {0, 0, 1, {0, 1, 2, 0, 4, 5, 6}},    {0, 2, 0, {0, 1, 2, 3, 4, 5, 6}},
+    };
+    for (const auto& t : cases) {
+        conn_t tris = columns(3, {0, 1, 2, 3, 4, 5});
+        tq5::dense1D<unsigned> map;
+        EXPECT_EQ(cw::merge(pos, tris, map, t.tol, t.mode), t.joined);
+        EXPECT_EQ(values(map), t.map);
+        EXPECT_EQ(values(tris), list(t.map.begin(), t.map.end() - 1));  // collapsed columns stay
+    }
+}
+
+// Distances are compared once rounded, and the box is a test of its own:
+// sqrt(0.01^2 + 1e-20) rounds to 0.01 though the square rounds above 0.01^2,
+// and 1e-200 squared is 0 though 1e-200 lies outside the box [0, 0].
+TEST(Merge, RoundedDistanceAndBoxDecide) {
+    const pos_t near = columns<double>(2, {0, 0, 0.01, 1e-10, 3, 3}),
+                tiny = columns<double>(2, {0, 0, 1e-200, 0, 3, 3});
+    for (unsigned mode : {0u, 1u}) {
+        conn_t a = columns(3, {0, 1, 2}), b = columns(3, {0, 1, 2});
+        EXPECT_EQ(cw::merge(near, a, 0.01, mode), 1);
+        EXPECT_EQ(cw::merge(tiny, b, 0.0, mode), 0);
+    }
+}
+
+TEST(Merge, DisjointListsJoinOnlyOntoTheSecond) {
+    // Nodes 0 to 3 coincide, 4 and 5 coincide elsewhere. Survivors come from
+    // {2, 3} only, ranked 2 first; 4 and 5 of the first list stay apart.
+    const pos_t pos = columns<double>(3, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 5, 5, 5, 5, 5});
+    tq5::dense1D<unsigned> map;
+    EXPECT_EQ(cw::merge(pos, vec({0, NO, 1, 0, 4, 5}), vec({2, 3, 2}), map, 0), 2);
+    EXPECT_EQ(values(map), (list{2, 2, 2, 3, 4, 5}));
+}
+
+TEST(Merge, GlobalMapsEqualThePlainSearch) {
+    std::mt19937_64 rng(5);
+    for (unsigned dim : {2u, 3u})
+        for (double tol : {0.0, 0.25, 0.3}) {
+            int joined;
+            const pos_t pos = random_pos(dim, 3000, 4, rng);
+            pos_t moved = pos;
+            tq5::dense1D<unsigned> map;
+            list all(3000);
+            std::iota(all.begin(), all.end(), 0u);
+            const list expected = plain_lists(pos, all, all, tol, joined);
+            EXPECT_EQ(cw::merge(moved, map, tol), joined);
+            EXPECT_EQ(values(map), expected);
+            for (unsigned i = 0; i < 3000; ++i) EXPECT_EQ(values(moved.col(i)), values(pos.col(map[i])));
+            EXPECT_NE(moved.data(), pos.data());  // new storage; pos keeps the old values
+            // Lists with repeats and NO_INDEX; connectivities ranked by first appearance.
+            for (unsigned variant = 0; variant < 4; ++variant) {
+                pos_t sub = random_pos(dim, 500, 2, rng);
+                list ids1(400), ids2(300);
+                for (unsigned& x : ids1) x = rng() % 50 ? unsigned(rng() % 500) : NO;
+                for (unsigned& x : ids2) x = variant % 2 ? ids1[rng() % 400] : unsigned(rng() % 500);
+                if (variant == 3) nan_and_inf(sub);
+                if (variant == 2) sub(0, 7) = sub(1, 7) = 1e12, ids1[0] = 7;  // 64-bit cell keys in 3D
+                const list expected2 = plain_lists(sub, ids1, ids2, tol, joined);
+                EXPECT_EQ(cw::merge(sub, vec(ids1), vec(ids2), map, tol), joined);
+                EXPECT_EQ(values(map), expected2);
+                conn_t conn(4, 100), again;
+                std::copy(ids1.begin(), ids1.end(), conn.data());
+                again.copy(conn);
+                const list expected1 = plain_lists(sub, ids1, ids1, tol, joined);
+                EXPECT_EQ(cw::merge(sub, conn, map, tol, 0), joined);
+                EXPECT_EQ(values(map), expected1);
+                for (unsigned i = 0; i < 500; ++i) EXPECT_EQ(map[map[i]], map[i]);
+                cw::change_indices(again, vec(expected1));
+                EXPECT_EQ(values(conn), values(again));
+            }
+        }
+}
+
+TEST(Merge, ElementModesEqualThePlainPasses) {
+    std::mt19937_64 rng(6);
+    for (unsigned dim : {2u, 3u})
+        for (double tol : {0.0, 0.25, 0.6})
+            for (unsigned mode : {1u, 2u}) {
+                pos_t pos = random_pos(dim, 300, 1.5, rng);
+                if (tol == 0.6) nan_and_inf(pos);
+                std::vector<conn_t> conns = {conn_t(3, 200), conn_t(4, 60)}, plain(2);
+                for (auto& c : conns)
+                    for (unsigned i = 0; i < c.size(); ++i) c.data()[i] = rng() % 9 ? unsigned(rng() % 300) : NO;
+                for (unsigned k = 0; k < 2; ++k) plain[k].copy(conns[k]);
+                int total;
+                const list expected = plain_elements(pos, plain, tol, mode, total);
+                tq5::dense1D<unsigned> map;
+                EXPECT_EQ(cw::merge(pos, conns[0], conns[1], map, tol, mode), total);
+                EXPECT_EQ(values(map), expected);
+                for (unsigned k = 0; k < 2; ++k) EXPECT_EQ(values(conns[k]), values(plain[k]));
+            }
+}
+
+TEST(Merge, FailedAllocationsLeaveMapEmptyAndInputsUntouched) {
+    std::mt19937_64 rng(7);
+    pos_t pos = random_pos(3, 400, 2, rng), nan_pos;
+    nan_pos.copy(pos);
+    nan_pos(2, 3) = NaN;
+    conn_t orig(3, 300), c1, c2;
+    for (unsigned i = 0; i < orig.size(); ++i) orig.data()[i] = unsigned(rng() % 400);
+    const auto ids1 = vec(list(orig.data(), orig.data() + 300)), ids2 = vec(list(orig.data() + 300, orig.data() + 900));
+    tq5::dense1D<unsigned> map;
+    pos_t work;
+    const std::function<int()> calls[] = {
+        [&] { return cw::merge(work, map, 0.25); },
+        [&] { return cw::merge(pos, ids1, ids2, map, 0.3); },
+        [&] { return cw::merge(nan_pos, ids1, ids2, map, 0.3); },
+        [&] { return cw::merge(pos, c1, map, 0.25, 0); },
+        [&] { return cw::merge(pos, c1, c2, map, 0.3, 2); },
+        [&] { return cw::merge(nan_pos, c1, c2, map, 0.3, 2); },
+    };
+    for (const auto& call : calls) {
+        work = pos;
+        c1.copy(orig);
+        c2 = c1.sub_matrix(0, 100, 3, 200);
+        int failures = 0;
+        const int rc = with_each_allocation_failing(
+            call,
+            [&] {
+                EXPECT_TRUE(map.empty());
+                EXPECT_EQ(work.data(), pos.data());
+                EXPECT_EQ(values(c1), values(orig));
+            },
+            &failures);
+        EXPECT_GT(rc, 0);
+        EXPECT_GE(failures, 3);
+    }
+}
+
+}  // namespace
