@@ -30,6 +30,7 @@
 #include <tq5/cellworks/metrics/shock.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
 
+#include <tq5/cellworks/editing/cleaning.hpp>
 #include <tq5/cellworks/editing/mesh_copies.hpp>
 #include <tq5/cellworks/editing/node_detector.hpp>
 #include <tq5/cellworks/editing/transforms.hpp>

@@ -1,0 +1,198 @@
+#include <tq5/cellworks/editing/cleaning.hpp>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <new>
+
+#include <tq5/cellworks/core/check_IDs.hpp>
+#include <tq5/cellworks/core/indices.hpp>
+
+namespace tq5 {
+namespace cellworks {
+
+namespace {
+
+int as_count(std::size_t n) noexcept { return n > std::size_t(INT_MAX) ? INT_MAX : int(n); }
+
+// The largest limit that check_IDs takes for `pos`.
+unsigned node_limit(const dense2D<double>& pos) noexcept {
+    return unsigned(std::min<std::size_t>(pos.cols(), NO_INDEX));
+}
+
+template <class F> int guarded(F&& f) noexcept {
+    try {
+        return f();
+    } catch (const std::bad_alloc&) {
+        return ERR_ALLOC;
+    }
+}
+
+// Sorts a copy of the column and looks at the first pair of equal
+// neighbours: NO_INDEX sorts last, so a repeated node is found before a
+// repeated NO_INDEX. Columns taller than the buffer are compared pair by pair,
+// which gives the same answer without scratch.
+constexpr std::size_t SORTED_HEIGHT = 32;
+bool degenerate(const unsigned* c, std::size_t rows, bool strict) noexcept {
+    if (rows <= SORTED_HEIGHT) {
+        unsigned s[SORTED_HEIGHT];
+        std::copy(c, c + rows, s);
+        std::sort(s, s + rows);
+        for (std::size_t r = 1; r < rows; ++r)
+            if (s[r] == s[r - 1]) return s[r] != NO_INDEX || strict;
+        return false;
+    }
+    for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = i + 1; j < rows; ++j)
+            if (c[i] == c[j] && (c[i] != NO_INDEX || strict)) return true;
+    return false;
+}
+
+// Moves the columns that are not degenerate forward; `map`, when given, gets
+// the new place of each of them. Returns the number removed.
+int compact(dense2D<unsigned>& conn, unsigned* map, bool strict) noexcept {
+    unsigned* d = conn.data();
+    const std::size_t rows = conn.rows(), ld = conn.ld(), cols = conn.cols();
+    std::size_t kept = 0;
+    for (std::size_t j = 0; j < cols; ++j) {
+        const unsigned* c = d + j * ld;
+        if (degenerate(c, rows, strict)) continue;
+        if (kept != j) std::copy(c, c + rows, d + kept * ld);
+        if (map) map[j] = unsigned(kept);
+        ++kept;
+    }
+    conn.resize(rows, kept);  // fewer columns of the same rows: no storage needed
+    return as_count(cols - kept);
+}
+
+int drop_unused(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
+                unsigned keep_first) {
+    map.clear();
+    if (first == last) return 0;
+    if (std::less<const dense2D<unsigned>*>()(last, first)) return -3;
+    for (const dense2D<unsigned>* m = first; m != last; ++m)
+        if (!check_IDs(*m, node_limit(pos))) return -2;
+    const std::size_t n = pos.cols();
+    if (pos.empty() || keep_first >= n) return 0;
+    dense1D<std::uint64_t> used;
+    if (!map.resize(n) || !used.resize((n + 63) / 64, 0)) {
+        map.clear();
+        return ERR_ALLOC;
+    }
+    std::uint64_t* bits = used.data();
+    for (const dense2D<unsigned>* m = first; m != last; ++m) {
+        const unsigned* d = m->data();
+        const std::size_t rows = m->rows(), ld = m->ld();
+        for (std::size_t j = 0, cols = m->empty() ? 0 : m->cols(); j < cols; ++j)
+            for (std::size_t r = 0; r < rows; ++r) {
+                const unsigned x = d[j * ld + r];
+                if (x != NO_INDEX) bits[x / 64] |= std::uint64_t(1) << (x % 64);
+            }
+    }
+    unsigned* to = map.data();
+    double* p = pos.data();
+    const std::size_t rows = pos.rows(), ld = pos.ld();
+    for (std::size_t i = 0; i < keep_first; ++i) to[i] = unsigned(i);
+    std::size_t fresh = keep_first;
+    for (std::size_t i = keep_first; i < n; ++i) {
+        if (!(bits[i / 64] >> (i % 64) & 1)) {
+            to[i] = NO_INDEX;
+            continue;
+        }
+        if (i > fresh) std::copy(p + i * ld, p + i * ld + rows, p + fresh * ld);
+        to[i] = unsigned(fresh++);
+    }
+    pos.resize(rows, fresh);
+    if (fresh < n)
+        for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, map);
+    return as_count(n - fresh);
+}
+
+int clip_side(const dense2D<double>& pos, const dense2D<unsigned>& conn, const vector_fixed<double, 3>& point,
+              const vector_fixed<double, 3>& normal, dense2D<unsigned>& kept) {
+    const std::size_t dim = std::min<std::size_t>(3, pos.rows());
+    const double len = std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
+    if (conn.empty()) return 0;
+    if (!check_IDs(conn, node_limit(pos))) return -2;
+    if (!(len >= 1e-12)) return -4;
+    if (!kept.empty() && kept.rows() != conn.rows()) return -5;
+    // 0: not looked at yet, 1: strictly on the side of `normal`, -1: not.
+    dense1D<std::int16_t> side;
+    dense1D<unsigned> list;
+    if (!side.resize(pos.cols(), 0) || !list.resize(conn.cols())) return ERR_ALLOC;
+    std::int16_t* s = side.data();
+    unsigned* l = list.data();
+    const double* p = pos.data();
+    const unsigned* d = conn.data();
+    const std::size_t pld = pos.ld(), rows = conn.rows(), ld = conn.ld(), cols = conn.cols();
+    std::size_t n = 0;
+    for (std::size_t j = 0; j < cols; ++j) {
+        bool in = true;
+        for (std::size_t r = 0; r < rows && in; ++r) {
+            const unsigned id = d[j * ld + r];
+            if (id == NO_INDEX) break;
+            if (s[id] == 0) {
+                double t = 0.0;
+                for (std::size_t k = 0; k < dim; ++k) t += (p[id * pld + k] - point[k]) * normal[k];
+                s[id] = t > 0.0 ? 1 : -1;
+            }
+            in = s[id] == 1;
+        }
+        if (in) l[n++] = unsigned(j);
+    }
+    list.resize(n);
+    // An empty `kept` takes the rows of `conn`; a failed append restores its shape.
+    const std::size_t old_rows = kept.rows(), old_cols = kept.cols();
+    if (kept.empty()) kept.clear();
+    if (!kept.push_back(conn, list)) {
+        kept.resize(old_rows, old_cols);
+        return ERR_ALLOC;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int remove_degenerated(dense2D<unsigned>& conn, dense1D<unsigned>& map, bool strict) noexcept {
+    map.clear();
+    if (!map.resize(conn.cols(), NO_INDEX)) return ERR_ALLOC;
+    return compact(conn, map.data(), strict);
+}
+
+int remove_degenerated(dense2D<unsigned>& conn, bool strict) noexcept { return compact(conn, nullptr, strict); }
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
+             unsigned keep_first) noexcept {
+    return guarded([&] { return drop_unused(pos, first, last, map, keep_first); });
+}
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>& conn, dense1D<unsigned>& map, unsigned keep_first) noexcept {
+    return simplify(pos, &conn, &conn + 1, map, keep_first);
+}
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>& conn, unsigned keep_first) noexcept {
+    return guarded([&] {
+        dense1D<unsigned> map;
+        return drop_unused(pos, &conn, &conn + 1, map, keep_first);
+    });
+}
+
+// The views in `both` share the storage of conn1 and conn2, which therefore
+// see the renumbering.
+int simplify(dense2D<double>& pos, dense2D<unsigned>& conn1, dense2D<unsigned>& conn2, unsigned keep_first) noexcept {
+    return guarded([&] {
+        dense2D<unsigned> both[2] = {conn1, conn2};
+        dense1D<unsigned> map;
+        return drop_unused(pos, both, both + 2, map, keep_first);
+    });
+}
+
+int clip(const dense2D<double>& pos, const dense2D<unsigned>& conn, const vector_fixed<double, 3>& point,
+         const vector_fixed<double, 3>& normal, dense2D<unsigned>& kept) noexcept {
+    return guarded([&] { return clip_side(pos, conn, point, normal, kept); });
+}
+
+}  // namespace cellworks
+}  // namespace tq5
