@@ -106,42 +106,65 @@ int compact_any(dense2D<unsigned>& conn, unsigned* map, bool strict) noexcept {
     }
 }
 
-int drop_unused(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
-                unsigned keep_first) {
-    map.clear();
-    if (first == last) return 0;
-    if (std::less<const dense2D<unsigned>*>()(last, first)) return -3;
-    for (const dense2D<unsigned>* m = first; m != last; ++m)
-        if (!check_IDs(*m, node_limit(pos))) return -2;
-    const std::size_t n = pos.cols();
-    if (pos.empty() || keep_first >= n) return 0;
-    dense1D<std::uint64_t> used;
-    if (!map.resize(n) || !used.resize((n + 63) / 64, 0)) {
-        map.clear();
-        return ERR_ALLOC;
-    }
-    std::uint64_t* bits = used.data();
+// Sets the bit of each node that the matrices refer to, testing the ids on
+// the way, so that they are read once: false at the first entry that is
+// neither NO_INDEX nor below n (the bits then don't matter).
+bool mark_used(const dense2D<unsigned>* first, const dense2D<unsigned>* last, std::size_t n,
+               std::uint64_t* bits) noexcept {
     for (const dense2D<unsigned>* m = first; m != last; ++m) {
         const unsigned* d = m->data();
         const std::size_t rows = m->rows(), ld = m->ld();
         for (std::size_t j = 0, cols = m->empty() ? 0 : m->cols(); j < cols; ++j)
             for (std::size_t r = 0; r < rows; ++r) {
                 const unsigned x = d[j * ld + r];
-                if (x != NO_INDEX) bits[x / 64] |= std::uint64_t(1) << (x % 64);
+                if (x >= n) {
+                    if (x != NO_INDEX) return false;
+                    continue;
+                }
+                bits[x / 64] |= std::uint64_t(1) << (x % 64);
             }
     }
+    return true;
+}
+
+int drop_unused(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
+                unsigned keep_first) {
+    map.clear();
+    if (first == last) return 0;
+    if (std::less<const dense2D<unsigned>*>()(last, first)) return -3;
+    // Where nothing is marked, the ids are tested on their own, so that a bad
+    // id still comes before the codes of later steps.
+    auto ids_ok = [&] {
+        for (const dense2D<unsigned>* m = first; m != last; ++m)
+            if (!check_IDs(*m, node_limit(pos))) return false;
+        return true;
+    };
+    const std::size_t n = pos.cols();
+    if (pos.empty() || keep_first >= n) return ids_ok() ? 0 : -2;
+    dense1D<std::uint64_t> used;
+    if (!map.resize(n) || !used.resize((n + 63) / 64, 0)) {
+        map.clear();
+        return ids_ok() ? ERR_ALLOC : -2;
+    }
+    const std::uint64_t* bits = used.data();
+    if (!mark_used(first, last, n, used.data())) {
+        map.clear();
+        return -2;
+    }
+    // Each column from keep_first on is copied to place `fresh`, which moves
+    // on past the used ones only: no branch on the random outcome.
     unsigned* to = map.data();
     double* p = pos.data();
     const std::size_t rows = pos.rows(), ld = pos.ld();
     for (std::size_t i = 0; i < keep_first; ++i) to[i] = unsigned(i);
     std::size_t fresh = keep_first;
     for (std::size_t i = keep_first; i < n; ++i) {
-        if (!(bits[i / 64] >> (i % 64) & 1)) {
-            to[i] = NO_INDEX;
-            continue;
-        }
-        if (i > fresh) std::copy(p + i * ld, p + i * ld + rows, p + fresh * ld);
-        to[i] = unsigned(fresh++);
+        const bool in = bits[i / 64] >> (i % 64) & 1;
+        const double* src = p + i * ld;
+        double* dst = p + fresh * ld;  // the column itself, or an earlier one
+        for (std::size_t r = 0; r < rows; ++r) dst[r] = src[r];
+        to[i] = in ? unsigned(fresh) : NO_INDEX;
+        fresh += in;
     }
     pos.resize(rows, fresh);
     if (fresh < n)

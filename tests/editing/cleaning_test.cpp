@@ -104,23 +104,24 @@ TEST(Simplify, FormsOverSeveralMatricesAndCodesInOrder) {
     EXPECT_EQ(values(pos), nodes_at({0, 2, 5}));
     EXPECT_EQ(values(faces), (list{0, 1, 1, NO}));
     EXPECT_EQ(values(more), list{2});
-    tq5::dense2D<unsigned> range[2] = {columns(1, {2}), columns(1, {0})};
-    EXPECT_EQ(cw::simplify(pos, range[0], 1u), 1);  // own map; node 0 kept
-    EXPECT_EQ(values(range[0]), list{1});
+    auto one = columns(1, {2});
+    EXPECT_EQ(cw::simplify(pos, one, 1u), 1);  // own map; node 0 kept
+    EXPECT_EQ(values(one), list{1});
     EXPECT_EQ(values(pos), nodes_at({0, 5}));  // node 2 became 1 and stayed
     // Each code with the arguments of all later ones wrong too; nothing moves.
     pos = six_nodes();
-    tq5::dense2D<unsigned> bad[2] = {columns(1, {6}), columns(1, {6})};
+    tq5::dense2D<unsigned> bad[2] = {columns(1, {0}), columns(1, {6})};  // the second refers to no node
     auto map = vec({7u});
     tq5::dense2D<double> none;
     expect_codes({{cw::simplify(pos, bad + 1, bad, map, 9u), -3},
                   {cw::simplify(pos, bad, bad, map, 0u), 0},
-                  {cw::simplify(pos, bad[0], map, 9u), -2},
-                  {cw::simplify(none, range[0], map, 0u), -2},
-                  {cw::simplify(none, &range[0], &range[0], map, 0u), 0}});
+                  {cw::simplify(pos, bad, bad + 2, map, 0u), -2},
+                  {cw::simplify(pos, bad[1], map, 9u), -2},
+                  {cw::simplify(none, one, map, 0u), -2},
+                  {cw::simplify(none, &one, &one, map, 0u), 0}});
     EXPECT_TRUE(map.empty());
     EXPECT_EQ(values(pos), nodes_at({0, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(values(bad[0]), list{6});
+    EXPECT_EQ(values(bad[1]), list{6});
 }
 
 // Nodes 0, 1, 2 below z = 1, 3 and 5 on it, 4 and 6 above.
