@@ -30,7 +30,10 @@
 #include <tq5/cellworks/metrics/shock.hpp>
 #include <tq5/cellworks/metrics/validity.hpp>
 
+#include <tq5/cellworks/editing/cleaning.hpp>
 #include <tq5/cellworks/editing/merge.hpp>
+#include <tq5/cellworks/editing/mesh_copies.hpp>
 #include <tq5/cellworks/editing/node_detector.hpp>
+#include <tq5/cellworks/editing/transforms.hpp>
 
 #include <tq5/cellworks/exchange/stl.hpp>
