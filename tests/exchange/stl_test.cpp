@@ -144,8 +144,11 @@ TEST(StlInput, FilesByHandAndTheirCodes) {
         {"solid and nothing", "solid\nendsolid\n", {0, 0, 0}},
         {"keywords in any case, anywhere", "My SoLiD\n FACET NORMAL 0 0 1\n OUTER LOOP\n VERTEX 0 0 0\n vertex 1 0 0\n"
                                            " vertex 0 1 0\n EndLoop\n ENDFACET\nENDSOLID\nsolid\n", {0, 3, 1}},
-        {"a gap below 5% of the smallest height is closed", "solid\n" + body + facet("0 0 1", "1 0 0", "1 1 0", "0 1.01 0") +
+        // The second triangle's smallest height is about 0.6966 (0.6931) with its
+        // third vertex at y = 1.03 (1.04): the tolerance is 0.0348 (0.0347).
+        {"a gap below 5% of the smallest height is closed", "solid\n" + body + facet("0 0 1", "1 0 0", "1 1 0", "0 1.03 0") +
                                            "endsolid\n", {0, 4, 2}},
+        {"a gap above it stays", "solid\n" + body + facet("0 0 1", "1 0 0", "1 1 0", "0 1.04 0") + "endsolid\n", {0, 5, 2}},
         {"only flat triangles: the soup stays", "solid\n" + flat + flat + "endsolid\n", {0, 6, 2}},
         {"a collapsing triangle and its nodes go", "solid\n" + body + flat + "endsolid\n", {0, 3, 1}},
         {"a blank line fails as text, then the count read from the text", "solid\n\n" + body + body, {-3, 0, 0}},
