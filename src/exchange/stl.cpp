@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <sys/stat.h>
+
 #include <tq5/cellworks/core/check_IDs.hpp>
 #include <tq5/cellworks/core/element_type.hpp>
 #include <tq5/cellworks/editing/cleaning.hpp>
@@ -159,6 +161,11 @@ int read_binary(const char* filename, soup& s, dense2D<unsigned>& connect) noexc
     if (!in.read(count_bytes, 4)) return -3;  // the file stays open
     const std::int32_t count = std::int32_t(count_bytes[0] | std::uint32_t(count_bytes[1]) << 8 |
                                             std::uint32_t(count_bytes[2]) << 16 | std::uint32_t(count_bytes[3]) << 24);
+    // Room for the records the file can hold, so that the vertices are not
+    // moved as the matrix grows; on failure the appends grow it step by step.
+    struct stat file;
+    if (count > 0 && fstat(fileno(f), &file) == 0 && file.st_size > 84)
+        s.pos.reserve(3, 3 * std::min<std::size_t>(std::size_t(count), std::size_t(file.st_size - 84) / 50));
     int rc = 0;
     for (std::int32_t t = 0; t < count && rc == 0; ++t) {
         double v[3];
