@@ -73,7 +73,7 @@ template <> struct tree_metric<3> {
 template <class T> void shuffle_positions(T* a, std::size_t n, std::size_t stride = 1) noexcept {
     if (n < 2) return;
     std::mt19937 gen(1);
-    for (std::uint32_t i = 1; i < n; ++i) {
+    auto draw = [&gen](std::uint32_t i) noexcept {
         std::uint32_t mask = i;
         mask |= mask >> 1;
         mask |= mask >> 2;
@@ -83,6 +83,22 @@ template <class T> void shuffle_positions(T* a, std::size_t n, std::size_t strid
         std::uint32_t r;
         do r = std::uint32_t(gen()) & mask;
         while (r > i);
+        return r;
+    };
+    // The draws run AHEAD steps before the swaps, in the same order, so that
+    // the entry each swap reaches at random is fetched in time.
+    constexpr std::uint32_t AHEAD = 16;
+    std::uint32_t drawn[AHEAD];
+    for (std::uint32_t i = 1; i < n && i <= AHEAD; ++i) {
+        drawn[i % AHEAD] = draw(i);
+        prefetch_for_write(a + drawn[i % AHEAD] * stride);
+    }
+    for (std::uint32_t i = 1; i < n; ++i) {
+        const std::uint32_t r = drawn[i % AHEAD];
+        if (std::size_t(i) + AHEAD < n) {
+            drawn[i % AHEAD] = draw(i + AHEAD);
+            prefetch_for_write(a + drawn[i % AHEAD] * stride);
+        }
         std::swap(a[i * stride], a[r * stride]);
     }
 }
@@ -329,7 +345,11 @@ private:
         // order; a slot is never past the entry being read.
         std::size_t slot = 0;
         for (std::size_t k = 0; k < n; ++k)
-            if (run[k * nld] < cols) run[slot++ * nld] = run[k * nld];
+            if (run[k * nld] < cols) {
+                run[slot * nld] = run[k * nld];
+                run[slot * nld + 1] = run[slot * nld + 2] = NO_INDEX;
+                ++slot;
+            }
         if (base != 0 || !build(valid))
             for (std::size_t k = 0; k < valid; ++k) place(unsigned(base + k), run[k * nld]);
         nodes.resize(3, base + valid);  // within the reserved room
@@ -402,16 +422,25 @@ private:
             settled.low = n_low ? unsigned(first) : NO_INDEX;
             settled.high = n_high ? unsigned(last - 1) : NO_INDEX;
             tags[home] = tag{root.high, root.low};
+            // The links of `nodes` are NO_INDEX until set here.
             unsigned* rec = nd + std::size_t(root.low) * nld;
-            rec[1] = n_low ? to[first].low : NO_INDEX;
-            rec[2] = n_high ? to[last - 1].low : NO_INDEX;
+            if (n_low) rec[1] = to[first].low;
+            if (n_high) rec[2] = to[last - 1].low;
+            // A child of one id settles at once; a larger one is taken up later.
+            auto leaf = [&](std::size_t at) {
+                mirror[at] = to[at];
+                tags[at] = tag{to[at].high, to[at].low};
+                mirror[at].low = mirror[at].high = NO_INDEX;
+            };
+            if (n_low == 1) leaf(first);
+            if (n_high == 1) leaf(last - 1);
             const unsigned axis = detail::next_axis(r.axis, DIM);
             const build_range low{first, lo, axis, !r.in_scratch, false}, high{lo, last, axis, !r.in_scratch, true};
-            if (n_low && n_high) {
+            if (n_low > 1 && n_high > 1) {
                 waiting[depth++] = n_low < n_high ? high : low;
                 r = n_low < n_high ? low : high;
-            } else if (n_low || n_high) {
-                r = n_low ? low : high;
+            } else if (n_low > 1 || n_high > 1) {
+                r = n_low > 1 ? low : high;
             } else if (depth) {
                 r = waiting[--depth];
             } else {
