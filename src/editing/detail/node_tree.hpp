@@ -128,7 +128,8 @@ template <unsigned DIM> struct tree_walk {
 };
 
 // Fetches the cells of a small subtree ahead of a walk through it, so that
-// its misses overlap instead of following one another. A build lays each
+// its misses overlap instead of following one another; with `tags`, their
+// ids as well. A build lays each
 // subtree out as one run with its root at one end: a root at the front has
 // its high child at the back, a root at the back has its low child at the
 // front. Cells appended later need not follow this; the hint then fetches a
@@ -137,7 +138,7 @@ template <unsigned DIM> struct subtree_fetch {
     static constexpr unsigned MOST = 128;  // cells, 4 kB in 3D
     unsigned lo = 0, hi = 0;               // the run fetched last
 
-    void operator()(const tree_cell<DIM>* cells, unsigned at) noexcept {
+    void operator()(const tree_cell<DIM>* cells, unsigned at, const tree_tag* tags) noexcept {
         if (at >= lo && at < hi) return;
         const tree_cell<DIM>& c = cells[at];
         unsigned first = at, last = at;
@@ -150,6 +151,9 @@ template <unsigned DIM> struct subtree_fetch {
         hi = last;
         const char* end = reinterpret_cast<const char*>(cells + last);
         for (const char* p = reinterpret_cast<const char*>(cells + first); p < end; p += 64) prefetch(p);
+        if (!tags) return;
+        end = reinterpret_cast<const char*>(tags + last);
+        for (const char* p = reinterpret_cast<const char*>(tags + first); p < end; p += 64) prefetch(p);
     }
 };
 
@@ -497,7 +501,7 @@ private:
                 while (at != NO_INDEX) {
                     const cell& c = this->cells[at];
                     detail::prefetch(this->cells + (c.high == NO_INDEX ? at : c.high));
-                    fetch(this->cells, at);
+                    fetch(this->cells, at, nullptr);
                     bool near = true;
                     for (unsigned k = 0; k < DIM; ++k) near = near && q[k] - r <= c.x[k] && c.x[k] <= q[k] + r;
                     if (near) {
@@ -557,7 +561,7 @@ private:
             for (;;) {
                 for (;;) {
                     const cell& c = this->cells[at];
-                    fetch(this->cells, at);
+                    fetch(this->cells, at, this->tags);
                     const bool low_ok = c.x[axis] >= lo[axis], high_ok = c.x[axis] <= hi[axis];
                     if (low_ok && high_ok) {
                         bool inside = true;
