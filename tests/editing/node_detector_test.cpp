@@ -1,7 +1,7 @@
-// node_detector and the k-d tree under it: the tree's insertion order and
-// layout against a plain transcription, a hand-made tree for ties, the reinit
-// codes, chains of coincident nodes, copies and threads searching against brute
-// force, and storage failures.
+// node_detector and the k-d tree under it: the tree's insertion order, layout
+// and searches against a plain transcription, a hand-made tree for ties, the
+// reinit codes, chains of coincident nodes, copies and threads searching
+// against brute force, and storage failures.
 #include <numeric>
 #include <random>
 #include <thread>

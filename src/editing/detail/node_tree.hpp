@@ -129,11 +129,10 @@ template <unsigned DIM> struct tree_walk {
 
 // Fetches the cells of a small subtree ahead of a walk through it, so that
 // its misses overlap instead of following one another; with `tags`, their
-// ids as well. A build lays each
-// subtree out as one run with its root at one end: a root at the front has
-// its high child at the back, a root at the back has its low child at the
-// front. Cells appended later need not follow this; the hint then fetches a
-// few lines for nothing.
+// ids as well. A build lays each subtree out as one run with its root at one
+// end: a root at the front has its high child at the back, a root at the
+// back has its low child at the front. Cells appended later need not follow
+// this; the hint then fetches a few lines for nothing.
 template <unsigned DIM> struct subtree_fetch {
     static constexpr unsigned MOST = 128;  // cells, 4 kB in 3D
     unsigned lo = 0, hi = 0;               // the run fetched last
