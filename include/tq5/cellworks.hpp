@@ -31,3 +31,5 @@
 #include <tq5/cellworks/metrics/validity.hpp>
 
 #include <tq5/cellworks/editing/node_detector.hpp>
+
+#include <tq5/cellworks/exchange/obj.hpp>
