@@ -96,8 +96,9 @@ CELLWORKS_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos,
 ///                         exists, before any test, so a refused mesh leaves
 ///                         an empty file.
 /// @param[in] pos          `2 x #nodes` or `3 x #nodes`.
-/// @param[in] normals      `3 x #nodes`, or empty.
-/// @param[in] uvs          `2 x #nodes`, or empty.
+/// @param[in] normals      `3 x #nodes`, or empty (no rows or no columns:
+///                         no "vn" line and no normal slot is written).
+/// @param[in] uvs          `2 x #nodes`, or empty (no "vt" line, no slot).
 /// @param[in] connect_tria 0-based node ids; the first 3 rows are written.
 /// @param[in] connect_quad 0-based node ids; the first 4 rows are written.
 ///                         Node ids are not tested against `pos`.
