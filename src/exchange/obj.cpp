@@ -22,15 +22,26 @@ struct file_closer {
 };
 using file_ptr = std::unique_ptr<std::FILE, file_closer>;
 
-// Appends one column of n values, growing by doubling with at least 4
+// Appends one column of N values, growing by doubling with at least 4
 // columns. A matrix that holds columns keeps its height.
-template <class T> bool append_column(dense2D<T>& m, const T* v, std::size_t n) noexcept {
-    if (m.cols() != 0 && m.rows() != n) return false;
+template <std::size_t N, class T> bool append_column(dense2D<T>& m, const T* v) noexcept {
+    if (m.cols() != 0 && m.rows() != N) return false;
     const std::size_t c = m.cols();
-    if (c == m.col_capacity()) m.reserve(n, std::max<std::size_t>(4, 2 * c));  // a failure shows in resize
-    if (!m.resize(n, c + 1)) return false;
-    if (n) std::copy(v, v + n, &m(0, c));
+    if (c == m.col_capacity()) m.reserve(N, std::max<std::size_t>(4, 2 * c));  // a failure shows in resize
+    if (!m.resize(N, c + 1)) return false;
+    T* column = N ? &m(0, c) : nullptr;
+    for (std::size_t k = 0; k < N; ++k) column[k] = v[k];
     return true;
+}
+
+// The same for n = 0 to 3 values.
+bool append_column(dense2D<double>& m, const double* v, std::size_t n) noexcept {
+    switch (n) {
+        case 0: return append_column<0>(m, v);
+        case 1: return append_column<1>(m, v);
+        case 2: return append_column<2>(m, v);
+        default: return append_column<3>(m, v);
+    }
 }
 
 // The lines of a file read in blocks, as std::getline hands them out: a line
@@ -133,12 +144,12 @@ struct obj_reader {
     int point(char kind, const double* x, std::size_t count) {
         if (kind == 'v') {
             if (count < 3) return -2;
-            return append_column(pos, x, 3) ? 0 : ERR_ALLOC;
+            return append_column<3>(pos, x) ? 0 : ERR_ALLOC;
         }
         if (kind == 'n') {
             seen_vn = true;
             if (count != 3) return -2;
-            append_column(normals, x, 3);
+            append_column<3>(normals, x);
             return 0;
         }
         if (!seen_vt) uv_rows = count;
@@ -149,37 +160,36 @@ struct obj_reader {
     }
 
     // An "f" line. Each word holds up to three slots, node/texture/normal:
-    // nothing, or an integer ended by "/" or by the end of the word. A word
-    // whose integer cannot be read leaves that slot and the following ones
-    // empty. Only the node indices are kept; the face is stored when its line
+    // nothing, or an integer ended by "/" or by the end of the word; what
+    // follows the third slot is not read. A word whose integer cannot be read
+    // leaves that slot and the following ones empty. Only the node indices are kept; the face is stored when its line
     // was ended by a newline.
     int face(const char* p, const char* end, bool ended) {
         unsigned c[4];
         std::size_t n = 0;
         bool textures = false, normal_ids = false;
         while ((p = skip_blanks(p, end)) != end) {
-            const char* q = p;
-            while (p != end && !is_blank(*p)) ++p;
-            for (int slot = 0; slot < 3 && q != p; ++slot) {
-                if (*q == '/') {
-                    ++q;
+            for (int slot = 0; slot < 3 && p != end && !is_blank(*p); ++slot) {
+                if (*p == '/') {
+                    ++p;
                     continue;
                 }
                 int id;
-                if (!detail::scan_int(q, p, id)) break;
+                if (!detail::scan_int(p, end, id)) break;
                 if (slot == 0 && n < 4) c[n] = static_cast<unsigned>(id);
                 n += slot == 0;
                 textures |= slot == 1;
                 normal_ids |= slot == 2;
-                if (q == p) break;
-                if (*q++ != '/') return -2;
+                if (p == end || is_blank(*p)) break;
+                if (*p++ != '/') return -2;
             }
+            while (p != end && !is_blank(*p)) ++p;  // what the slots left of the word
         }
         if ((textures && !seen_vt) || (normal_ids && !seen_vn)) return -2;
         if (!ended || (n != 3 && n != 4)) return 0;
         // 1-based on file; 0 names the node after the last one read so far.
         for (std::size_t k = 0; k < n; ++k) c[k] = c[k] != 0 ? c[k] - 1 : static_cast<unsigned>(pos.cols());
-        return append_column(n == 3 ? tria : quad, c, n) ? 0 : ERR_ALLOC;
+        return (n == 3 ? append_column<3>(tria, c) : append_column<4>(quad, c)) ? 0 : ERR_ALLOC;
     }
 };
 

@@ -20,6 +20,7 @@ using ids = tq5::dense2D<unsigned>;
 
 template <class T> void append(tq5::dense2D<T>& m, const T* v, std::size_t n) {
     const std::size_t c = m.cols();
+    if (c == m.col_capacity()) m.reserve(n, 2 * c + 4);
     m.resize(n, c + 1);
     for (std::size_t r = 0; r < n; ++r) m(r, c) = v[r];
 }

@@ -4,8 +4,9 @@
 //   `>> int` accept (libstdc++ with the classic locale), consume the same
 //   characters and fail in the same cases;
 // - `put_e8` writes what `printf("%.8e")` writes.
-// Fast paths cover the common numbers; the others go to strtod and snprintf,
-// as the stream functions themselves do. Both depend on LC_NUMERIC being "C".
+// Fast paths cover the common numbers, in exact arithmetic; the others go to
+// strtod and snprintf, as the stream functions themselves do. Both depend on
+// LC_NUMERIC being "C".
 #pragma once
 
 #include <cfloat>
@@ -14,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string>
 
 namespace tq5 {
@@ -134,56 +134,112 @@ inline bool scan_int(const char*& p, const char* end, int& value) noexcept {
 /// Room that `put_e8` may need.
 constexpr std::size_t e8_room = 32;
 
+#if defined(__SIZEOF_INT128__)
+__extension__ typedef unsigned __int128 e8_wide;
+
+/// The nine digits of |x| rounded as `%.8e` rounds them, and the decimal
+/// exponent, for finite x with 1e-19 <= |x| < 1e35. With x = m 2^q (m an
+/// integer below 2^53) and 10^(8-e) = 5^k 2^k, the scaled value is the exact
+/// fraction m 5^k 2^(q+k), or m 2^q / 10^-k, in 128-bit integers: the integer
+/// part and the remainder decide the rounding, halves going to the even digit.
+inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
+    std::uint64_t bits;
+    std::memcpy(&bits, &a, sizeof bits);
+    const int biased = int(bits >> 52 & 0x7FF);
+    const std::uint64_t m = (bits & ((std::uint64_t(1) << 52) - 1)) | std::uint64_t(1) << 52;
+    const int q = biased - 1075;
+    // floor(t log10(2)), with 2^t <= a < 2^(t+1): floor(log10(a)) or one less.
+    const int t = biased - 1023;
+    e = t >= 0 ? (t * 78913) >> 18 : -((-t * 78913) >> 18) - 1;
+    for (int tries = 0; tries < 2; ++tries) {
+        const int k = 8 - e;
+        e8_wide whole, rest, unit;  // whole + rest / unit
+        if (k >= 0) {
+            static constexpr std::uint64_t fives[28] = {1ull,
+                                                        5ull,
+                                                        25ull,
+                                                        125ull,
+                                                        625ull,
+                                                        3125ull,
+                                                        15625ull,
+                                                        78125ull,
+                                                        390625ull,
+                                                        1953125ull,
+                                                        9765625ull,
+                                                        48828125ull,
+                                                        244140625ull,
+                                                        1220703125ull,
+                                                        6103515625ull,
+                                                        30517578125ull,
+                                                        152587890625ull,
+                                                        762939453125ull,
+                                                        3814697265625ull,
+                                                        19073486328125ull,
+                                                        95367431640625ull,
+                                                        476837158203125ull,
+                                                        2384185791015625ull,
+                                                        11920928955078125ull,
+                                                        59604644775390625ull,
+                                                        298023223876953125ull,
+                                                        1490116119384765625ull,
+                                                        7450580596923828125ull};
+            e8_wide p = e8_wide(m) * fives[k < 27 ? k : 27];
+            if (k == 28) p *= 5;
+            const int shift = -(q + k);  // 26 <= shift < 128 in the accepted range
+            whole = p >> shift;
+            rest = p & ((e8_wide(1) << shift) - 1);
+            unit = e8_wide(1) << shift;
+        } else {
+            e8_wide ten = 1;
+            for (int i = 0; i < -k; ++i) ten *= 10;
+            const e8_wide num = q >= 0 ? e8_wide(m) << q : e8_wide(m);
+            const e8_wide den = q >= 0 ? ten : ten << -q;
+            whole = num / den;
+            rest = num % den;
+            unit = den;
+        }
+        if (whole >= 1000000000u) {
+            ++e;
+            continue;
+        }
+        std::uint32_t r = std::uint32_t(whole);
+        if (rest > unit - rest || (rest == unit - rest && (r & 1))) ++r;
+        if (r == 1000000000u) {
+            r = 100000000u;
+            ++e;
+        }
+        digits = r;
+        return r >= 100000000u;
+    }
+    return false;
+}
+#endif
+
 /// Writes `x` as `%.8e` does, without a terminating zero, at `out`, which has
 /// room for `e8_room` characters. Returns the end of the text.
 inline char* put_e8(char* out, double x) noexcept {
-#if FLT_EVAL_METHOD == 0
-    if constexpr (std::numeric_limits<long double>::digits >= 64) {
-        // 10^k for k = 0 .. 27: exact in a 64-bit significand.
-        static constexpr long double tens[28] = {1e0L,  1e1L,  1e2L,  1e3L,  1e4L,  1e5L,  1e6L,  1e7L,  1e8L,  1e9L,
-                                                 1e10L, 1e11L, 1e12L, 1e13L, 1e14L, 1e15L, 1e16L, 1e17L, 1e18L, 1e19L,
-                                                 1e20L, 1e21L, 1e22L, 1e23L, 1e24L, 1e25L, 1e26L, 1e27L};
-        const double a = std::fabs(x);
-        if (a == 0) {
-            const char* zero = std::signbit(x) ? "-0.00000000e+00" : "0.00000000e+00";
-            const std::size_t n = std::strlen(zero);
-            std::memcpy(out, zero, n);
-            return out + n;
-        }
-        if (a >= 1e-18 && a < 1e35) {
-            // a * 10^(8 - e) in [1e8, 1e9) with one rounding of relative size
-            // below 2^-64, an absolute error below 1e-10: the integer nearest
-            // to it is that of the exact product unless the fraction is near
-            // one half, and those few are left to snprintf.
-            int two;
-            std::frexp(a, &two);
-            int e = int(std::floor((two - 1) * 0.30102999566398120));  // floor(log10(a)) or one less
-            const auto scaled = [a](int k) { return k >= 0 ? a * tens[k] : a / tens[-k]; };
-            long double s = scaled(8 - e);
-            if (s >= 1e9L) s = scaled(8 - ++e);
-            if (s >= 1e8L && s < 1e9L) {
-                std::uint64_t r = std::uint64_t(s);
-                const long double fraction = s - (long double)r;
-                if (std::fabs(fraction - 0.5L) > 1e-6L) {
-                    if (fraction > 0.5L) ++r;
-                    if (r == 1000000000u) {
-                        r = 100000000u;
-                        ++e;
-                    }
-                    char* o = out;
-                    if (x < 0) *o++ = '-';
-                    o[0] = char('0' + r / 100000000u);
-                    o[1] = '.';
-                    for (int i = 9; i > 1; --i, r /= 10) o[i] = char('0' + r % 10);
-                    o[10] = 'e';
-                    o[11] = e < 0 ? '-' : '+';
-                    const int m = e < 0 ? -e : e;
-                    o[12] = char('0' + m / 10);
-                    o[13] = char('0' + m % 10);
-                    return o + 14;
-                }
-            }
-        }
+#if defined(__SIZEOF_INT128__)
+    const double a = std::fabs(x);
+    std::uint32_t r;
+    int e;
+    if (a == 0 || (a >= 1e-19 && a < 1e35 && e8_digits(a, r, e))) {
+        if (a == 0) r = 0, e = 0;
+        static constexpr char pairs[] =
+            "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+            "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
+        char* o = out;
+        if (std::signbit(x)) *o++ = '-';
+        const std::uint32_t low = r % 100000000u, high = low / 10000u, rest = low % 10000u;
+        o[0] = char('0' + r / 100000000u);
+        o[1] = '.';
+        std::memcpy(o + 2, pairs + 2 * (high / 100u), 2);
+        std::memcpy(o + 4, pairs + 2 * (high % 100u), 2);
+        std::memcpy(o + 6, pairs + 2 * (rest / 100u), 2);
+        std::memcpy(o + 8, pairs + 2 * (rest % 100u), 2);
+        o[10] = 'e';
+        o[11] = e < 0 ? '-' : '+';
+        std::memcpy(o + 12, pairs + 2 * (e < 0 ? -e : e), 2);
+        return o + 14;
     }
 #endif
     const int n = std::snprintf(out, e8_room, "%.8e", x);
