@@ -49,7 +49,8 @@ bool append_column(dense2D<double>& m, const double* v, std::size_t n) noexcept 
 // empty rest after the last '\n' is no line.
 class line_reader {
 public:
-    explicit line_reader(std::FILE* file) : file_(file), buffer_(new char[1u << 20]), size_(1u << 20) {}
+    // 64 KiB: a read is a few hundred lines, and a small file costs little.
+    explicit line_reader(std::FILE* file) : file_(file), buffer_(new char[1u << 16]), size_(1u << 16) {}
 
     // The next line in [begin, end); `ended` tells whether a '\n' closed it.
     // False when no line is left. Throws std::bad_alloc for a line that does
