@@ -55,8 +55,9 @@ bench: deps
 	@for b in build/bench/bench/*_bench; do echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
 
 # Each libFuzzer target of tests/fuzz for FUZZ_SECONDS, from its seeds in
-# tests/fuzz/corpus/<name>; new inputs go to build/fuzz/corpus/<name>, and an
-# input that fails is kept as build/fuzz/findings/<name>-crash-*.
+# tests/fuzz/corpus/<name> and with the tokens of tests/fuzz/<name>.dict; new
+# inputs go to build/fuzz/corpus/<name>, and an input that fails is kept as
+# build/fuzz/findings/<name>-crash-*.
 FUZZ_SECONDS ?= 600
 fuzz: deps
 	cmake --preset fuzz
@@ -64,8 +65,9 @@ fuzz: deps
 	@for f in build/fuzz/tests/fuzz/*_fuzz; do \
 	  name=$$(basename $$f _fuzz); \
 	  mkdir -p build/fuzz/corpus/$$name build/fuzz/findings; \
+	  dict=""; [ -f tests/fuzz/$$name.dict ] && dict="-dict=tests/fuzz/$$name.dict"; \
 	  echo "== $$name for $(FUZZ_SECONDS) s"; \
-	  $$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -artifact_prefix=build/fuzz/findings/$$name- \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 $$dict -artifact_prefix=build/fuzz/findings/$$name- \
 	    build/fuzz/corpus/$$name tests/fuzz/corpus/$$name || exit 1; \
 	done
 

@@ -23,6 +23,8 @@
 ///   the values of its line.
 /// - A last "f" line without a newline behind it is not stored.
 /// - The reader does not check that a face names existing nodes.
+/// - A path that opens but cannot be read, such as a directory, reads as an
+///   empty file; a read error ends the file where it happens.
 /// - A failure to write, such as a full disk, is not reported: the writer
 ///   returns 0 once its arguments have passed.
 ///
@@ -34,8 +36,7 @@
 ///   rc = tq5::cellworks::WavefrontOBJ_output("copy.obj", pos, normals, uvs, tria, quad);
 /// \endcode
 /// @note Numbers are parsed and printed by the C library's locale-dependent
-///   functions: callers keep `LC_NUMERIC` at "C" (and the global C++ locale
-///   classic). Reentrant: each call opens and closes its own file and keeps
+///   functions: callers keep `LC_NUMERIC` at "C". Reentrant: each call opens and closes its own file and keeps
 ///   nothing. Outputs must not share storage with each other.
 #pragma once
 
@@ -77,8 +78,9 @@ namespace cellworks {
 ///   than three values, a "vn" without exactly three, a "vt" with four or
 ///   more, a corner with a character other than "/" behind a number, or a
 ///   texture or normal index before any "vt" or "vn" line; `ERR_ALLOC` when
-///   a node or a face could not be stored. A normal or a texture coordinate
-///   that could not be stored is left out without an error.
+///   a node or a face could not be stored, or a line not held in memory. A
+///   normal or a texture coordinate that could not be stored is left out
+///   without an error.
 CELLWORKS_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<double>& normals,
                                      dense2D<double>& uvs, dense2D<unsigned>& connect_tria,
                                      dense2D<unsigned>& connect_quad) noexcept;
