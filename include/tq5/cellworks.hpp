@@ -34,3 +34,5 @@
 #include <tq5/cellworks/editing/mesh_copies.hpp>
 #include <tq5/cellworks/editing/node_detector.hpp>
 #include <tq5/cellworks/editing/transforms.hpp>
+
+#include <tq5/cellworks/exchange/obj.hpp>
