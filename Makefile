@@ -1,8 +1,8 @@
 # Quick start: `make demo` and `make test`. Each installs missing Debian packages first.
 SHELL := /bin/bash
-PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev clang clang-format
+PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev clang clang-format libclang-rt-14-dev
 
-.PHONY: all deps demo test test-gcc test-clang format-check consumer bench clean
+.PHONY: all deps demo test test-gcc test-clang format-check consumer bench fuzz clean
 
 all: demo
 
@@ -53,6 +53,23 @@ bench: deps
 	cmake --preset bench
 	cmake --build --preset bench
 	@for b in build/bench/bench/*_bench; do echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
+
+# Each libFuzzer target of tests/fuzz for FUZZ_SECONDS, from its seeds in
+# tests/fuzz/corpus/<name> and with the tokens of tests/fuzz/<name>.dict; new
+# inputs go to build/fuzz/corpus/<name>, and an input that fails is kept as
+# build/fuzz/findings/<name>-crash-*.
+FUZZ_SECONDS ?= 600
+fuzz: deps
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	@for f in build/fuzz/tests/fuzz/*_fuzz; do \
+	  name=$$(basename $$f _fuzz); \
+	  mkdir -p build/fuzz/corpus/$$name build/fuzz/findings; \
+	  dict=""; [ -f tests/fuzz/$$name.dict ] && dict="-dict=tests/fuzz/$$name.dict"; \
+	  echo "== $$name for $(FUZZ_SECONDS) s"; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 $$dict -artifact_prefix=build/fuzz/findings/$$name- \
+	    build/fuzz/corpus/$$name tests/fuzz/corpus/$$name || exit 1; \
+	done
 
 clean:
 	rm -rf build

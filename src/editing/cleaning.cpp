@@ -84,7 +84,7 @@ template <std::size_t R> int compact(dense2D<unsigned>& conn, unsigned* map, boo
             for (std::size_t r = 0; r < R; ++r) to[r] = v[r];
         } else {
             bad = degenerate<0>(c, rows, strict);
-            std::copy(c, c + rows, to);
+            std::memmove(to, c, rows * sizeof(unsigned));
         }
         if (map) map[j] = bad ? NO_INDEX : unsigned(kept);
         kept += !bad;

@@ -47,10 +47,17 @@ template <unsigned DIM, class Turn>
 int copy_stepped(dense2D<double>& pos, dense2D<unsigned>& conn, const vector_fixed<double, DIM>& step, unsigned n,
                  const dense2D<unsigned>& source, Turn turn) {
     if (pos.empty() || n == 0) return 0;
-    dense2D<unsigned> scratch;
+    // When `source` is a view of `conn`, the copies are of its columns before
+    // the call, not of the growing `conn`.
+    dense2D<unsigned> scratch, before;
+    const dense2D<unsigned>* from = &source;
+    if (source.block() == conn.block()) {
+        if (!before.copy(source)) return ERR_ALLOC;
+        from = &before;
+    }
     for (std::size_t k = 1; k <= n; ++k) {
         const std::size_t base = pos.cols();
-        int rc = copy_once(pos, scratch, source);
+        int rc = copy_once(pos, scratch, *from);
         const std::size_t added = pos.cols() - base;
         detail::translation<DIM> shift;
         for (unsigned i = 0; i < DIM; ++i) shift.v[i] = double(k) * step[i];

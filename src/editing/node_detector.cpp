@@ -73,7 +73,7 @@ int build_tree(std::unique_ptr<node_tree<2>>& tree2, std::unique_ptr<node_tree<3
 
 template <unsigned DIM> std::unique_ptr<node_tree<DIM>> clone(const node_tree<DIM>& src) {
     std::unique_ptr<node_tree<DIM>> tree(new node_tree<DIM>(src.pos));
-    if (!tree->nodes.copy(src.nodes)) tree.reset();
+    if (!tree->copy(src)) tree.reset();
     return tree;
 }
 

@@ -1,7 +1,7 @@
-// node_detector and the k-d tree under it: the tree's insertion order and
-// layout against a plain transcription, a hand-made tree for ties, the reinit
-// codes, chains of coincident nodes, copies and threads searching against brute
-// force, and storage failures.
+// node_detector and the k-d tree under it: the tree's insertion order, layout
+// and searches against a plain transcription, a hand-made tree for ties, the
+// reinit codes, chains of coincident nodes, copies and threads searching
+// against brute force, and storage failures.
 #include <numeric>
 #include <random>
 #include <thread>
@@ -99,6 +99,113 @@ template <unsigned DIM> void check_layout(std::uint64_t seed) {
 TEST(NodeTree, LayoutMatchesOneDescentPerIdInTheShuffledOrder) {
     check_layout<2>(1);
     check_layout<3>(2);
+}
+
+// The searches as stated, over the slots of a plain tree (id, low, high each):
+// a greedy descent, then branch and bound recursing high before low.
+unsigned plain_closest(const tq5::dense2D<double>& pos, const list& tree, const double* q, unsigned excluded) {
+    const unsigned dim = unsigned(pos.rows());
+    auto x = [&](unsigned slot, unsigned k) { return pos(k, tree[3 * slot]); };
+    auto dist2 = [&](unsigned slot) {  // dz^2 + (dx^2 + dy^2) in 3D
+        double s = 0;
+        for (unsigned k = 0; k < dim; ++k) s = (x(slot, k) - q[k]) * (x(slot, k) - q[k]) + s;
+        return s;
+    };
+    double best = DBL_MAX;
+    unsigned found = NO;
+    for (unsigned slot = 0, axis = 0; slot < tree.size() / 3; axis = (axis + 1) % dim) {
+        const unsigned next = tree[3 * slot + (q[axis] >= x(slot, axis) ? 2 : 1)];
+        if (tree[3 * slot] != excluded && dist2(slot) < best) best = dist2(slot), found = tree[3 * slot];
+        slot = next;
+    }
+    double r = std::sqrt(best);
+    if (found == NO || !(r > 0)) return found;
+    std::function<void(unsigned, unsigned)> visit = [&](unsigned slot, unsigned axis) {
+        if (slot == NO) return;
+        bool near = tree[3 * slot] != excluded;
+        for (unsigned k = 0; k < dim; ++k) near = near && q[k] - r <= x(slot, k) && x(slot, k) <= q[k] + r;
+        if (near && std::sqrt(dist2(slot)) < r) r = std::sqrt(dist2(slot)), found = tree[3 * slot];
+        if (x(slot, axis) < q[axis] + r) visit(tree[3 * slot + 2], (axis + 1) % dim);
+        if (x(slot, axis) > q[axis] - r) visit(tree[3 * slot + 1], (axis + 1) % dim);
+    };
+    visit(0, 0);
+    return found;
+}
+
+void plain_box(const tq5::dense2D<double>& pos, const list& tree, const double* lo, const double* hi, list& out,
+               unsigned slot = 0, unsigned axis = 0) {
+    const unsigned id = tree[3 * slot], dim = unsigned(pos.rows());
+    bool inside = true;
+    for (unsigned k = 0; k < dim; ++k) inside = inside && lo[k] <= pos(k, id) && pos(k, id) <= hi[k];
+    if (inside) out.push_back(id);
+    for (unsigned side : {1, 2})
+        if ((side == 1 ? pos(axis, id) >= lo[axis] : pos(axis, id) <= hi[axis]) && tree[3 * slot + side] != NO)
+            plain_box(pos, tree, lo, hi, out, tree[3 * slot + side], (axis + 1) % dim);
+}
+
+template <unsigned DIM> tq5::vector_fixed<double, DIM> point(const double* p) {
+    tq5::vector_fixed<double, DIM> v;
+    std::copy(p, p + DIM, v.data());
+    return v;
+}
+
+// The tree's answers, id for id and in order, against the stated searches.
+template <unsigned DIM> void expect_stated_searches(const cw::node_tree<DIM>& tree, std::mt19937_64& rng, int n) {
+    const list plain = values(tree.nodes);
+    for (int t = 0; t < n; ++t) {
+        tq5::vector_fixed<double, DIM> q, lo, hi;
+        const unsigned id = unsigned(rng() % tree.pos.cols());
+        for (unsigned k = 0; k < DIM; ++k)
+            q[k] = grid(rng) - 0.3, lo[k] = grid(rng) - 0.5, hi[k] = lo[k] + grid(rng) / 3;
+        if (t % 4 == 0) q = point<DIM>(&tree.pos(0, id));  // on a node
+        EXPECT_EQ(tree.find_closest(q), plain_closest(tree.pos, plain, q.data(), NO));
+        EXPECT_EQ(tree.find_closest(id), plain_closest(tree.pos, plain, &tree.pos(0, id), id));
+        tq5::dense1D<unsigned> out;
+        list want;
+        tree.find_in_box(lo, hi, out);
+        plain_box(tree.pos, plain, lo.data(), hi.data(), want);
+        EXPECT_EQ(values(out), want);
+    }
+}
+
+// Built in one go (some ids repeated), then grown one id at a time.
+template <unsigned DIM> void check_searches_as_stated(std::uint64_t seed) {
+    const auto pos = random_pos(DIM, 6000, seed);
+    std::mt19937_64 rng(seed);
+    list ids(5000);
+    for (unsigned& id : ids) id = unsigned(rng() % 5000);
+    cw::node_tree<DIM> tree(pos);
+    bool stored;
+    tree.insert(vec(ids), stored);
+    expect_stated_searches(tree, rng, 300);
+    for (unsigned id = 4500; id < 6000; ++id) tree.insert(id);
+    expect_stated_searches(tree, rng, 300);
+}
+
+TEST(NodeTree, SearchesGiveTheStatedAnswersInTheStatedOrder) {
+    check_searches_as_stated<2>(5);
+    check_searches_as_stated<3>(6);
+    // Deep trees put off more branches than a walk keeps at hand: a spine of
+    // 400 nodes going high, each with a low leaf, then the mirror image.
+    tq5::dense2D<double> pos(2, 1600);
+    for (unsigned k = 0; k < 400; ++k)
+        for (unsigned j = 0; j < 4; ++j)
+            pos(0, 400 * j + k) = pos(1, 400 * j + k) = (j < 2 ? 1.0 : -1.0) * (10.0 * k - 5.0 * (j % 2));
+    for (unsigned half : {0u, 800u}) {
+        cw::node_tree<2> tree(pos);
+        for (unsigned k = 0; k < 400; ++k) tree.insert(half + k);
+        for (unsigned k = 1; k < 400; ++k) tree.insert(half + 400 + k);
+        const list plain = values(tree.nodes);
+        for (double far : {50000.0, -5000.0, 2000.0}) {
+            const double q[2] = {far, far}, lo[2] = {-far, -far}, hi[2] = {far, far};
+            EXPECT_EQ(tree.find_closest(point<2>(q)), plain_closest(pos, plain, q, NO));
+            tq5::dense1D<unsigned> out;
+            list want;
+            tree.find_in_box(point<2>(lo), point<2>(hi), out);
+            plain_box(pos, plain, lo, hi, want);
+            EXPECT_EQ(values(out), want);
+        }
+    }
 }
 
 // Nodes 0 to 4: 0 (0, 0), 1 (10, 5), 2 (3, 4.9), 3 (-2, 4.9), 4 = 2.

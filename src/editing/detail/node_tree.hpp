@@ -11,11 +11,20 @@
 // handed out in order, since nodes are never removed singly; an id may stand in
 // the tree more than once.
 //
+// Beside `nodes` the tree keeps a mirror of itself for the searches: one cell
+// per tree node with the node's coordinates and the places of its children,
+// plus the id and slot of each place in a separate array. A tree built in one
+// go lays its cells out subtree by subtree (each subtree a contiguous run, its
+// root at one end), so that a walk near the leaves stays within a few cache
+// lines; nodes added later are appended. Searches read the mirror only, and
+// take the same steps, in the same order, as a walk of `nodes` over `pos`.
+//
 // The tree keeps a view of the caller's coordinates (sharing the block, not
-// copying the values): moving nodes makes the tree stale. Searches are const and
-// keep nothing in the object, so they may run side by side; insertion needs
-// exclusive access. Nothing here throws except the constructor (the small block
-// object of an empty matrix); no function prints or keeps global state.
+// copying the matrix; the mirror holds copies of the values): moving nodes makes
+// the tree stale. Searches are const and keep nothing in the object, so they
+// may run side by side; insertion needs exclusive access. Nothing here throws
+// except the constructor and `copy` (the small block object of an empty
+// matrix); no function prints or keeps global state.
 #pragma once
 
 #include <algorithm>
@@ -30,6 +39,10 @@
 #include <tq5/containers/dense1D.hpp>
 #include <tq5/containers/dense2D.hpp>
 #include <tq5/containers/fixed.hpp>
+#include <tq5/containers/storage.hpp>
+
+#include "../../detail/huge_pages.hpp"
+#include "../../detail/prefetch.hpp"
 
 namespace tq5 {
 namespace cellworks {
@@ -60,7 +73,7 @@ template <> struct tree_metric<3> {
 template <class T> void shuffle_positions(T* a, std::size_t n, std::size_t stride = 1) noexcept {
     if (n < 2) return;
     std::mt19937 gen(1);
-    for (std::uint32_t i = 1; i < n; ++i) {
+    auto draw = [&gen](std::uint32_t i) noexcept {
         std::uint32_t mask = i;
         mask |= mask >> 1;
         mask |= mask >> 2;
@@ -70,14 +83,95 @@ template <class T> void shuffle_positions(T* a, std::size_t n, std::size_t strid
         std::uint32_t r;
         do r = std::uint32_t(gen()) & mask;
         while (r > i);
+        return r;
+    };
+    // The draws run AHEAD steps before the swaps, in the same order, so that
+    // the entry each swap reaches at random is fetched in time.
+    constexpr std::uint32_t AHEAD = 16;
+    std::uint32_t drawn[AHEAD];
+    for (std::uint32_t i = 1; i < n && i <= AHEAD; ++i) {
+        drawn[i % AHEAD] = draw(i);
+        prefetch_for_write(a + drawn[i % AHEAD] * stride);
+    }
+    for (std::uint32_t i = 1; i < n; ++i) {
+        const std::uint32_t r = drawn[i % AHEAD];
+        if (std::size_t(i) + AHEAD < n) {
+            drawn[i % AHEAD] = draw(i + AHEAD);
+            prefetch_for_write(a + drawn[i % AHEAD] * stride);
+        }
         std::swap(a[i * stride], a[r * stride]);
     }
 }
+
+// One tree node of the search mirror: its coordinates and the places of its
+// children in the mirror (`NO_INDEX` when absent). 32 bytes in 3D, so that two
+// cells fill a cache line exactly. While a tree is being built, a cell in
+// transit keeps its slot in `low` and its id in `high`.
+template <unsigned DIM> struct tree_cell {
+    double x[DIM];
+    unsigned low, high;
+};
+
+// Where a mirror cell stands in `nodes`: the node's id and its slot.
+struct tree_tag {
+    unsigned id, slot;
+};
+
+constexpr unsigned next_axis(unsigned axis, unsigned dim) noexcept { return axis + 1 == dim ? 0 : axis + 1; }
+
+// What both searches walk: the mirror's cells and tags, and the query point
+// (for a box, its low corner).
+template <unsigned DIM> struct tree_walk {
+    const tree_cell<DIM>* cells;
+    const tree_tag* tags;
+    const double* q;
+};
+
+// Fetches the cells of a small subtree ahead of a walk through it, so that
+// its misses overlap instead of following one another; with `tags`, their
+// ids as well. A build lays each subtree out as one run with its root at one
+// end: a root at the front has its high child at the back, a root at the
+// back has its low child at the front. Cells appended later need not follow
+// this; the hint then fetches a few lines for nothing.
+template <unsigned DIM> struct subtree_fetch {
+    static constexpr unsigned MOST = 128;  // cells, 4 kB in 3D
+    unsigned lo = 0, hi = 0;               // the run fetched last
+
+    void operator()(const tree_cell<DIM>* cells, unsigned at, const tree_tag* tags) noexcept {
+        if (at >= lo && at < hi) return;
+        const tree_cell<DIM>& c = cells[at];
+        unsigned first = at, last = at;
+        if (c.high != NO_INDEX && c.high > at)
+            last = c.high + 1;
+        else if (c.low != NO_INDEX && c.low < at)
+            first = c.low, last = at + 1;
+        if (last - first < 2 || last - first > MOST) return;
+        lo = first;
+        hi = last;
+        const char* end = reinterpret_cast<const char*>(cells + last);
+        for (const char* p = reinterpret_cast<const char*>(cells + first); p < end; p += 64) prefetch(p);
+        if (!tags) return;
+        end = reinterpret_cast<const char*>(tags + last);
+        for (const char* p = reinterpret_cast<const char*>(tags + first); p < end; p += 64) prefetch(p);
+    }
+};
+
+// Pending branches of an iterative walk. Searches keep it on their own stack:
+// when it is full, the walk goes on in a nested call with a fresh one, so the
+// depth of a degenerate tree costs frames only every CAPACITY levels.
+template <class Entry> struct walk_stack {
+    static constexpr unsigned CAPACITY = 48;
+    Entry at[CAPACITY];
+    unsigned n = 0;
+    bool full() const noexcept { return n == CAPACITY; }
+};
 
 }  // namespace detail
 
 template <unsigned DIM> class node_tree {
     static_assert(DIM == 2 || DIM == 3, "node trees are 2D or 3D");
+    using cell = detail::tree_cell<DIM>;
+    using tag = detail::tree_tag;
 
 public:
     static constexpr unsigned dim = DIM;
@@ -93,7 +187,22 @@ public:
     unsigned size() const noexcept { return unsigned(nodes.cols()); }
 
     // Room for n slots in all; false on exhaustion (the tree is unchanged).
-    bool reserve(std::size_t n) noexcept { return shape() && nodes.reserve(3, n); }
+    bool reserve(std::size_t n) noexcept { return shape() && grow_nodes(n) && mirror_room(n, n); }
+
+    // Makes this tree (which must be empty) a copy of `src`, over the same
+    // coordinates; false on exhaustion, the tree then empty. Throws only
+    // std::bad_alloc.
+    bool copy(const node_tree& src) {
+        const std::size_t n = src.nodes.cols();
+        if (!nodes.copy(src.nodes) || !mirror_room(n, n)) {
+            nodes.clear();
+            return false;
+        }
+        pos = src.pos;
+        std::copy(src.cells_.data(), src.cells_.data() + n, cells_.data());
+        std::copy(src.tags_.data(), src.tags_.data() + n, tags_.data());
+        return true;
+    }
 
     // Inserts one id: false, and nothing done, when it is not a column of `pos`.
     // A full matrix first grows to max(2 x size, 8) columns; if that fails the
@@ -102,7 +211,9 @@ public:
         if (id >= pos.cols()) return false;
         const std::size_t slot = nodes.cols();
         if (!shape() || slot >= NO_INDEX) return true;
-        if (slot == nodes.col_capacity() && !nodes.reserve(3, std::max<std::size_t>(2 * slot, 8))) return true;
+        const std::size_t grown = std::max<std::size_t>(2 * slot, 8);
+        if (slot == nodes.col_capacity() && !grow_nodes(grown)) return true;
+        if (!mirror_room(slot + 1, grown)) return true;
         nodes.resize(3, slot + 1);  // within the reserved room
         place(unsigned(slot), id);
         return true;
@@ -110,9 +221,9 @@ public:
 
     // Inserts `ids` in the shuffled order (the caller's list stays as it is) and
     // returns how many were columns of `pos`. The list is copied into the id
-    // rows of the new columns, shuffled there and linked in place, so the call
-    // needs no scratch. When that storage cannot be had, no record is stored,
-    // `stored` becomes false and the valid ids are counted all the same.
+    // rows of the new columns and shuffled there. When that storage cannot be
+    // had, no record is stored, `stored` becomes false and the valid ids are
+    // counted all the same.
     unsigned insert(const dense1D<unsigned>& ids, bool& stored) noexcept {
         const unsigned* p = ids.data();
         return insert_run(
@@ -130,22 +241,27 @@ public:
     // along a greedy descent, then in a branch-and-bound walk (node, high, low).
     unsigned find_closest(const point& q, unsigned excluded = NO_INDEX) const noexcept {
         if (nodes.cols() == 0) return NO_INDEX;
-        closest_search s{nodes.data(), nodes.ld(), pos.data(), pos.ld(), q.data(), excluded, 0.0, NO_INDEX};
+        closest_search s{{cells_.data(), tags_.data(), q.data()}, excluded, 0.0, NO_INDEX};
         // Greedy descent: the first candidate.
         double best = std::numeric_limits<double>::max();
-        const std::size_t size = nodes.cols();
-        for (std::size_t slot = 0, axis = 0; slot < size;) {
-            const unsigned* rec = s.nd + slot * s.nld;
-            const double* x = s.pd + std::size_t(rec[0]) * s.pld;
-            slot = q[axis] >= x[axis] ? rec[2] : rec[1];
-            axis = axis + 1 == DIM ? 0 : axis + 1;
-            const double d2 = detail::tree_metric<DIM>::dist2(x, s.q);
-            if (rec[0] != excluded && d2 < best) {
+        unsigned found = NO_INDEX;
+        for (unsigned at = 0, axis = 0; at != NO_INDEX;) {
+            const cell& c = s.cells[at];
+            const bool up = q[axis] >= c.x[axis];
+            const unsigned next = up ? c.high : c.low, other = up ? c.low : c.high;
+            // The other side is where the second phase turns off first.
+            detail::prefetch(s.cells + (next == NO_INDEX ? at : next));
+            detail::prefetch(s.cells + (other == NO_INDEX ? at : other));
+            axis = detail::next_axis(axis, DIM);
+            const double d2 = detail::tree_metric<DIM>::dist2(c.x, s.q);
+            if (d2 < best && s.tags[at].id != excluded) {
                 best = d2;
-                s.best = rec[0];
+                found = at;
             }
+            at = next;
         }
-        if (s.best == NO_INDEX) return NO_INDEX;
+        if (found == NO_INDEX) return NO_INDEX;
+        s.best = s.tags[found].id;
         s.r = std::sqrt(best);
         if (!(s.r > 0)) return s.best;
         s.visit(0, 0);
@@ -164,42 +280,77 @@ public:
     }
 
     // Appends to `out` the id of every tree node in the closed box [lo, hi] (not
-    // normalised: lo above hi on an axis finds nothing). False on exhaustion,
-    // with `out` back at its old size.
+    // normalised: lo above hi on an axis finds nothing), in the order of a walk
+    // that takes the node, its low side, then its high side. False on
+    // exhaustion, with `out` back at its old size.
     bool find_in_box(const point& lo, const point& hi, dense1D<unsigned>& out) const noexcept {
         if (nodes.cols() == 0) return true;
         const std::size_t old = out.size();
-        const box_search s{nodes.data(), nodes.ld(), pos.data(), pos.ld(), lo.data(), hi.data(), out};
+        const box_search s{{cells_.data(), tags_.data(), lo.data()}, hi.data(), out};
         if (s.walk(0, 0)) return true;
         out.resize(old);
         return false;
     }
 
 private:
+    vector_num<cell, 64> cells_;  // the search mirror, one cell per tree node
+    vector_num<tag, 16> tags_;    // id and slot of each cell
+
     // Rows 3 and ld 3 on a matrix that has no column yet; never allocates.
     bool shape() noexcept { return nodes.rows() == 3 || (nodes.cols() == 0 && nodes.resize(3, 0)); }
 
-    // Stores (id, NO_INDEX, NO_INDEX) at `slot` and links it below the root: at
-    // each tree node the new node goes high when its coordinate on the axis is
-    // greater or equal, else low, until the child entry is empty.
+    // Room for `cols` slots in `nodes`. New storage is filled whole by the
+    // builds and then read at random, hence the hint for huge pages.
+    bool grow_nodes(std::size_t cols) noexcept {
+        if (!nodes.reserve(3, cols)) return false;
+        detail::advise_huge_pages(nodes.data(), nodes.col_capacity() * nodes.ld() * sizeof(unsigned));
+        return true;
+    }
+
+    // Room for `needed` mirror cells, growing to `want` when short; the cells
+    // in use are kept.
+    bool mirror_room(std::size_t needed, std::size_t want) noexcept {
+        const std::size_t keep = nodes.cols();
+        if (cells_.capacity() < needed) {
+            if (!cells_.grow(want, keep, 1)) return false;
+            detail::advise_huge_pages(cells_.data(), cells_.capacity() * sizeof(cell));
+        }
+        if (tags_.capacity() < needed) {
+            if (!tags_.grow(want, keep, 1)) return false;
+            detail::advise_huge_pages(tags_.data(), tags_.capacity() * sizeof(tag));
+        }
+        return true;
+    }
+
+    // Stores (id, NO_INDEX, NO_INDEX) at `slot`, appends its cell to the mirror
+    // and links it below the root: at each tree node the new node goes high
+    // when its coordinate on the axis is greater or equal, else low, until the
+    // child entry is empty. The mirror has one cell per slot, so the new cell's
+    // place is `slot` as well.
     void place(unsigned slot, unsigned id) noexcept {
         unsigned* nd = nodes.data();
-        const std::size_t nld = nodes.ld(), pld = pos.ld();
+        const std::size_t nld = nodes.ld();
         unsigned* rec = nd + std::size_t(slot) * nld;
         rec[0] = id;
         rec[1] = rec[2] = NO_INDEX;
+        cell* cells = cells_.data();
+        tag* tags = tags_.data();
+        const double* x = pos.data() + std::size_t(id) * pos.ld();
+        cell& fresh = cells[slot];
+        for (unsigned k = 0; k < DIM; ++k) fresh.x[k] = x[k];
+        fresh.low = fresh.high = NO_INDEX;
+        tags[slot] = tag{id, slot};
         if (slot == 0) return;
-        const double* pd = pos.data();
-        const double* x = pd + std::size_t(id) * pld;
-        for (std::size_t at = 0, axis = 0;;) {
-            unsigned* parent = nd + at * nld;
-            unsigned& child = x[axis] >= pd[std::size_t(parent[0]) * pld + axis] ? parent[2] : parent[1];
+        for (unsigned at = 0, axis = 0;;) {
+            const bool up = x[axis] >= cells[at].x[axis];
+            unsigned& child = up ? cells[at].high : cells[at].low;
             if (child == NO_INDEX) {
                 child = slot;
+                nd[std::size_t(tags[at].slot) * nld + (up ? 2 : 1)] = slot;
                 return;
             }
             at = child;
-            axis = axis + 1 == DIM ? 0 : axis + 1;
+            axis = detail::next_axis(axis, DIM);
         }
     }
 
@@ -209,9 +360,9 @@ private:
         for (std::size_t k = 0; k < n; ++k) valid += id_at(k) < cols;
         stored = true;
         if (valid == 0) return 0;
-        const std::size_t base = nodes.cols();
-        if (!shape() || n > NO_INDEX - base ||
-            (base + n > nodes.col_capacity() && !nodes.reserve(3, std::max(base + n, 2 * base)))) {
+        const std::size_t base = nodes.cols(), want = std::max(base + n, 2 * base);
+        if (!shape() || n > NO_INDEX - base || (base + n > nodes.col_capacity() && !grow_nodes(want)) ||
+            !mirror_room(base + n, want)) {
             stored = false;
             return valid;
         }
@@ -219,80 +370,221 @@ private:
         unsigned* run = nodes.data() + base * nld;
         for (std::size_t k = 0; k < n; ++k) run[k * nld] = id_at(k);
         detail::shuffle_positions(run, n, nld);
-        // Slot `base + valid so far` is never past the entry being read, so the
-        // records overwrite only ids already taken.
-        std::size_t slot = base;
-        for (std::size_t k = 0; k < n; ++k) {
-            const unsigned id = run[k * nld];
-            if (id < cols) place(unsigned(slot++), id);
-        }
-        nodes.resize(3, slot);  // within the reserved room
+        // The valid ids move to the first `valid` new slots, in the shuffled
+        // order; a slot is never past the entry being read.
+        std::size_t slot = 0;
+        for (std::size_t k = 0; k < n; ++k)
+            if (run[k * nld] < cols) {
+                run[slot * nld] = run[k * nld];
+                run[slot * nld + 1] = run[slot * nld + 2] = NO_INDEX;
+                ++slot;
+            }
+        if (base != 0 || !build(valid))
+            for (std::size_t k = 0; k < valid; ++k) place(unsigned(base + k), run[k * nld]);
+        nodes.resize(3, base + valid);  // within the reserved room
         return valid;
     }
 
-    struct closest_search {
-        const unsigned* nd;
-        std::size_t nld;
-        const double* pd;
-        std::size_t pld;
-        const double* q;
+    // A range of cells in transit during a build: the ids of one subtree, in
+    // insertion order, forward or backward in memory, in the mirror or in the
+    // scratch; `axis` is the axis of the subtree's root.
+    struct build_range {
+        std::size_t begin, end;
+        unsigned axis;
+        bool in_scratch, backward;
+    };
+
+    // Builds the tree of the ids in slots 0 to n - 1 of an empty tree, as the
+    // insertion of one id after the other in slot order would, and lays out
+    // the mirror subtree by subtree. The first id of a subtree's list is its
+    // root; the rest splits, keeping its order, into the ids that go low of
+    // the root (strictly smaller on the axis) and those that go high: the
+    // lists of the two child subtrees. Each split streams one range into the
+    // other of two buffers, the mirror and a scratch, low ids forward from the
+    // front of the range and high ids backward from its back, so a high list
+    // reads backward; the root settles in the mirror at the place it had in
+    // its range. False, with nothing done, when the scratch cannot be had.
+    bool build(std::size_t n) noexcept {
+        vector_num<cell, 64> scratch;
+        if (n < 2 || !scratch.grow(n, 0, 1)) return false;
+        detail::advise_huge_pages(scratch.data(), n * sizeof(cell));
+        unsigned* nd = nodes.data();
+        const std::size_t nld = nodes.ld(), pld = pos.ld();
+        const double* pd = pos.data();
+        cell* const mirror = cells_.data();
+        cell* const spare = scratch.data();
+        tag* const tags = tags_.data();
+        for (std::size_t k = 0; k < n; ++k) {
+            if (k + 16 < n) detail::prefetch(pd + std::size_t(nd[(k + 16) * nld]) * pld);
+            const unsigned id = nd[k * nld];
+            const double* x = pd + std::size_t(id) * pld;
+            for (unsigned a = 0; a < DIM; ++a) mirror[k].x[a] = x[a];
+            mirror[k].low = unsigned(k);
+            mirror[k].high = id;
+        }
+        // The smaller child goes on at once and the larger one waits: the range
+        // in hand halves with each wait, so 64 entries suffice.
+        build_range waiting[64];
+        unsigned depth = 0;
+        for (build_range r{0, n, 0, false, false};;) {
+            const cell* from = r.in_scratch ? spare : mirror;
+            cell* to = r.in_scratch ? mirror : spare;
+            const std::size_t home = r.backward ? r.end - 1 : r.begin;
+            const std::size_t first = r.backward ? r.begin : r.begin + 1, last = r.backward ? r.end - 1 : r.end;
+            const cell root = from[home];
+            const double split = root.x[r.axis];
+            std::size_t lo = first, hi = last - 1;
+            auto deal = [&](const cell& c) {
+                const bool up = c.x[r.axis] >= split;
+                to[lo] = c;
+                to[hi] = c;
+                lo += !up;
+                hi -= up;
+            };
+            if (r.backward)
+                for (std::size_t k = last; k-- > first;) deal(from[k]);
+            else
+                for (std::size_t k = first; k < last; ++k) deal(from[k]);
+            const std::size_t n_low = lo - first, n_high = last - lo;
+            cell& settled = mirror[home];
+            settled = root;
+            settled.low = n_low ? unsigned(first) : NO_INDEX;
+            settled.high = n_high ? unsigned(last - 1) : NO_INDEX;
+            tags[home] = tag{root.high, root.low};
+            // The links of `nodes` are NO_INDEX until set here.
+            unsigned* rec = nd + std::size_t(root.low) * nld;
+            if (n_low) rec[1] = to[first].low;
+            if (n_high) rec[2] = to[last - 1].low;
+            // A child of one id settles at once; a larger one is taken up later.
+            auto leaf = [&](std::size_t at) {
+                mirror[at] = to[at];
+                tags[at] = tag{to[at].high, to[at].low};
+                mirror[at].low = mirror[at].high = NO_INDEX;
+            };
+            if (n_low == 1) leaf(first);
+            if (n_high == 1) leaf(last - 1);
+            const unsigned axis = detail::next_axis(r.axis, DIM);
+            const build_range low{first, lo, axis, !r.in_scratch, false}, high{lo, last, axis, !r.in_scratch, true};
+            if (n_low > 1 && n_high > 1) {
+                waiting[depth++] = n_low < n_high ? high : low;
+                r = n_low < n_high ? low : high;
+            } else if (n_low > 1 || n_high > 1) {
+                r = n_low > 1 ? low : high;
+            } else if (depth) {
+                r = waiting[--depth];
+            } else {
+                return true;
+            }
+        }
+    }
+
+    // Branch and bound from a cell: the node, then the high side while it may
+    // hold a node nearer than r, then the low side with r read again.
+    struct closest_search : detail::tree_walk<DIM> {
         unsigned excluded;
         double r;
         unsigned best;
 
-        // Branch and bound from `slot`: the node, then the high side while it may
-        // hold a node nearer than r, then the low side with r read again. High
-        // recurses; low loops in the same frame.
-        void visit(unsigned slot, std::size_t axis) noexcept {
-            while (slot != NO_INDEX) {
-                const unsigned* rec = nd + std::size_t(slot) * nld;
-                const double* x = pd + std::size_t(rec[0]) * pld;
-                const double c = x[axis];
-                if (rec[0] != excluded) {
+        // A low side put off until the high side is done: the low child, and
+        // the split it must be checked against once r is known.
+        struct later {
+            unsigned at, axis;
+            double split;
+        };
+
+        void visit(unsigned at, unsigned axis) noexcept {
+            const double* q = this->q;
+            detail::walk_stack<later> stack;
+            detail::subtree_fetch<DIM> fetch;
+            for (;;) {
+                while (at != NO_INDEX) {
+                    const cell& c = this->cells[at];
+                    detail::prefetch(this->cells + (c.high == NO_INDEX ? at : c.high));
+                    fetch(this->cells, at, nullptr);
                     bool near = true;
-                    for (unsigned k = 0; k < DIM; ++k) near = near && q[k] - r <= x[k] && x[k] <= q[k] + r;
+                    for (unsigned k = 0; k < DIM; ++k) near = near && q[k] - r <= c.x[k] && c.x[k] <= q[k] + r;
                     if (near) {
-                        const double d = std::sqrt(detail::tree_metric<DIM>::dist2(x, q));
-                        if (d < r) {
+                        const double d = std::sqrt(detail::tree_metric<DIM>::dist2(c.x, q));
+                        if (d < r && this->tags[at].id != excluded) {
                             r = d;
-                            best = rec[0];
+                            best = this->tags[at].id;
                         }
                     }
+                    const double split = c.x[axis];
+                    const unsigned next = detail::next_axis(axis, DIM);
+                    if (split < q[axis] + r) {
+                        if (c.low != NO_INDEX && split > q[axis] - r) {
+                            if (stack.full()) {
+                                visit(c.high, next);
+                                if (!(split > q[axis] - r)) break;
+                                at = c.low;
+                                axis = next;
+                                continue;
+                            }
+                            stack.at[stack.n++] = later{c.low, axis, split};
+                            detail::prefetch(this->cells + c.low);
+                        }
+                        at = c.high;
+                    } else {
+                        at = split > q[axis] - r ? c.low : NO_INDEX;
+                    }
+                    axis = next;
                 }
-                const std::size_t next = axis + 1 == DIM ? 0 : axis + 1;
-                if (c < q[axis] + r) visit(rec[2], next);
-                if (!(c > q[axis] - r)) return;
-                slot = rec[1];
-                axis = next;
+                // The latest low side put off, if it may still hold a nearer node.
+                for (;;) {
+                    if (stack.n == 0) return;
+                    const later& w = stack.at[--stack.n];
+                    if (w.split > q[w.axis] - r) {
+                        at = w.at;
+                        axis = detail::next_axis(w.axis, DIM);
+                        break;
+                    }
+                }
             }
         }
     };
 
-    struct box_search {
-        const unsigned* nd;
-        std::size_t nld;
-        const double* pd;
-        std::size_t pld;
-        const double* lo;
+    // Appends the ids in the box: the node, its low side, then its high side.
+    struct box_search : detail::tree_walk<DIM> {
         const double* hi;
         dense1D<unsigned>& out;
 
-        // Recurses on the low side and loops on the high side, so that a chain
-        // of coincident nodes (all high) is walked in one frame.
-        bool walk(unsigned slot, std::size_t axis) const noexcept {
+        struct later {
+            unsigned at, axis;
+        };
+
+        bool walk(unsigned at, unsigned axis) const noexcept {
+            const double* lo = this->q;
+            detail::walk_stack<later> stack;
+            detail::subtree_fetch<DIM> fetch;
             for (;;) {
-                const unsigned* rec = nd + std::size_t(slot) * nld;
-                const double* x = pd + std::size_t(rec[0]) * pld;
-                const bool low_ok = x[axis] >= lo[axis], high_ok = x[axis] <= hi[axis];
-                if (low_ok && high_ok) {
-                    bool inside = true;
-                    for (unsigned k = 0; k < DIM; ++k) inside = inside && lo[k] <= x[k] && x[k] <= hi[k];
-                    if (inside && !out.push_back(rec[0])) return false;
+                for (;;) {
+                    const cell& c = this->cells[at];
+                    fetch(this->cells, at, this->tags);
+                    const bool low_ok = c.x[axis] >= lo[axis], high_ok = c.x[axis] <= hi[axis];
+                    if (low_ok && high_ok) {
+                        bool inside = true;
+                        for (unsigned k = 0; k < DIM; ++k) inside = inside && lo[k] <= c.x[k] && c.x[k] <= hi[k];
+                        if (inside && !out.push_back(this->tags[at].id)) return false;
+                    }
+                    axis = detail::next_axis(axis, DIM);
+                    const bool go_low = low_ok && c.low != NO_INDEX, go_high = high_ok && c.high != NO_INDEX;
+                    if (go_low && go_high) {
+                        if (stack.full()) {
+                            if (!walk(c.low, axis)) return false;
+                            at = c.high;
+                            continue;
+                        }
+                        stack.at[stack.n++] = later{c.high, axis};
+                        detail::prefetch(this->cells + c.high);
+                    }
+                    if (!go_low && !go_high) break;
+                    at = go_low ? c.low : c.high;
                 }
-                axis = axis + 1 == DIM ? 0 : axis + 1;
-                if (low_ok && rec[1] != NO_INDEX && !walk(rec[1], axis)) return false;
-                if (!high_ok || rec[2] == NO_INDEX) return true;
-                slot = rec[2];
+                if (stack.n == 0) return true;
+                --stack.n;
+                at = stack.at[stack.n].at;
+                axis = stack.at[stack.n].axis;
             }
         }
     };

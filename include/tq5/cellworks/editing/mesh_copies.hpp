@@ -20,7 +20,8 @@
 ///   int rc = copy_mesh(pos, wheel, tq5::vector_fixed<double, 2>{{0, 0}}, tq5::vector_fixed<double, 2>{{0, 0}},
 ///                      1.0471975511965976, 5, sector);
 /// \endcode
-/// @note Reentrant. `source` must not share storage with `pos`; it may be `conn` itself.
+/// @note Reentrant. `source` may be `conn` itself: the stepped copies are then
+///   of its columns as they were before the call.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>

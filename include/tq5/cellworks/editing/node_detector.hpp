@@ -16,10 +16,13 @@
 ///   tq5::dense1D<unsigned> found;
 ///   nd.find_in_box(tq5::vector_fixed<double, 3>{{0, 0, 0}}, tq5::vector_fixed<double, 3>{{1, 1, 1}}, found);
 /// \endcode
-/// @note Lifetime: the detector owns its tree but keeps only a view of the
-///   coordinate matrix it was given (it shares that matrix's storage and copies
-///   no coordinate). The coordinates must stay unchanged while the detector is
-///   used; after moving nodes, call `reinit`.
+/// @note Lifetime: the detector owns its tree and keeps a view of the
+///   coordinate matrix it was given (it shares that matrix's storage); for
+///   its searches the tree also holds a copy of its nodes' coordinates. The
+///   coordinates must stay unchanged while the detector is used; after moving
+///   nodes, call `reinit`.
+/// @note Memory: about 52 bytes per tree node in 3D (44 in 2D), and while a
+///   tree is built in one go, 32 (24) bytes more per node for a moment.
 /// @note Threads: the searches are const and keep no scratch in the object, so
 ///   they may run side by side on one detector, each with its own `out`.
 ///   `reinit`, `insert`, `clear` and assignment need exclusive access. Nothing

@@ -1,0 +1,251 @@
+// Numbers in text as the readers and writers of text formats take and give
+// them, on byte ranges instead of streams:
+// - `scan_real` and `scan_int` accept what `std::istream >> double` and
+//   `>> int` accept (libstdc++ with the classic locale), consume the same
+//   characters and fail in the same cases;
+// - `put_e8` writes what `printf("%.8e")` writes.
+// Fast paths cover the common numbers, in exact arithmetic; the others go to
+// strtod and snprintf, as the stream functions themselves do. Both depend on
+// LC_NUMERIC being "C".
+#pragma once
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace tq5 {
+namespace cellworks {
+namespace detail {
+
+/// A blank of the C locale.
+inline bool is_blank(char c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+inline const char* skip_blanks(const char* p, const char* end) noexcept {
+    while (p != end && is_blank(*p)) ++p;
+    return p;
+}
+
+inline bool is_digit(char c) noexcept { return c >= '0' && c <= '9'; }
+
+/// 10^k for k = 0 .. 22: exact in a double.
+constexpr double exact_powers_of_ten[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                            1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+/// Reads a real from `p` after blanks, as stream extraction does: an optional
+/// sign, digits with at most one decimal point, then, behind at least one
+/// digit, an optional exponent `e` or `E` with an optional sign. The longest
+/// such run is consumed; it is a number when its mantissa has a digit, an
+/// exponent letter is followed by a digit, and the value is finite (an
+/// overflow fails, an underflow gives a subnormal or 0). So "0x1p3" reads 0
+/// and stops at "x", and "inf", "nan", "1e" and "." are not numbers.
+/// @return false on failure; `p` then points behind what was consumed.
+/// May throw std::bad_alloc for a run of more than 63 characters.
+inline bool scan_real(const char*& p, const char* end, double& value) {
+    p = skip_blanks(p, end);
+    const char* const start = p;
+    const bool negative = p != end && *p == '-';
+    if (p != end && (*p == '+' || *p == '-')) ++p;
+    // Up to 19 significant digits in `mantissa`; the point shifts `scale`.
+    std::uint64_t mantissa = 0;
+    long scale = 0, exponent = 0;
+    int digits = 0;
+    bool any = false, point = false, more = false;
+    for (; p != end; ++p) {
+        if (is_digit(*p)) {
+            any = true;
+            const int d = *p - '0';
+            if (mantissa == 0 && d == 0) {
+                scale -= point;
+            } else if (digits < 19) {
+                mantissa = mantissa * 10 + std::uint64_t(d);
+                ++digits;
+                scale -= point;
+            } else {
+                more = true;
+            }
+        } else if (*p == '.' && !point) {
+            point = true;
+        } else {
+            break;
+        }
+    }
+    bool exponent_ok = true;
+    if (p != end && (*p == 'e' || *p == 'E') && any) {
+        ++p;
+        const bool minus = p != end && *p == '-';
+        if (p != end && (*p == '+' || *p == '-')) ++p;
+        exponent_ok = false;
+        for (; p != end && is_digit(*p); ++p) {
+            exponent_ok = true;
+            if (exponent < 100000) exponent = exponent * 10 + (*p - '0');
+        }
+        if (minus) exponent = -exponent;
+    }
+    if (!any || !exponent_ok) return false;
+#if FLT_EVAL_METHOD == 0
+    const long e10 = scale + exponent;
+    if (!more && (mantissa == 0 || (mantissa <= (std::uint64_t(1) << 53) && e10 >= -22 && e10 <= 22))) {
+        // One correctly rounded operation on exact operands: strtod's result.
+        double x = double(mantissa);
+        if (mantissa != 0) x = e10 >= 0 ? x * exact_powers_of_ten[e10] : x / exact_powers_of_ten[-e10];
+        value = negative ? -x : x;
+        return true;
+    }
+#endif
+    const std::size_t n = std::size_t(p - start);
+    char small[64];
+    std::string large;
+    char* text = small;
+    if (n < sizeof small) {
+        std::memcpy(small, start, n);
+        small[n] = '\0';
+    } else {
+        large.assign(start, n);
+        text = &large[0];
+    }
+    char* stop;
+    const double x = std::strtod(text, &stop);
+    if (stop != text + n || std::isinf(x)) return false;
+    value = x;
+    return true;
+}
+
+/// Reads an int from `p` after blanks, as stream extraction does: an optional
+/// sign and decimal digits, all of which are consumed. Fails without a digit
+/// or outside the range of int.
+/// @return false on failure; `p` then points behind what was consumed.
+inline bool scan_int(const char*& p, const char* end, int& value) noexcept {
+    p = skip_blanks(p, end);
+    const bool negative = p != end && *p == '-';
+    if (p != end && (*p == '+' || *p == '-')) ++p;
+    const char* const first = p;
+    std::uint64_t v = 0;
+    for (; p != end && is_digit(*p); ++p)
+        if (v <= 0x80000000u) v = v * 10 + std::uint64_t(*p - '0');
+    if (p == first || v > (negative ? 0x80000000u : 0x7FFFFFFFu)) return false;
+    value = negative ? int(-std::int64_t(v)) : int(v);
+    return true;
+}
+
+/// Room that `put_e8` may need.
+constexpr std::size_t e8_room = 32;
+
+#if defined(__SIZEOF_INT128__)
+__extension__ typedef unsigned __int128 e8_wide;
+
+/// The nine digits of |x| rounded as `%.8e` rounds them, and the decimal
+/// exponent, for finite x with 1e-19 <= |x| < 1e35. With x = m 2^q (m an
+/// integer below 2^53) and 10^(8-e) = 5^k 2^k, the scaled value is the exact
+/// fraction m 5^k 2^(q+k), or m 2^q / 10^-k, in 128-bit integers: the integer
+/// part and the remainder decide the rounding, halves going to the even digit.
+inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
+    std::uint64_t bits;
+    std::memcpy(&bits, &a, sizeof bits);
+    const int biased = int(bits >> 52 & 0x7FF);
+    const std::uint64_t m = (bits & ((std::uint64_t(1) << 52) - 1)) | std::uint64_t(1) << 52;
+    const int q = biased - 1075;
+    // floor(t log10(2)), with 2^t <= a < 2^(t+1): floor(log10(a)) or one less.
+    const int t = biased - 1023;
+    e = t >= 0 ? (t * 78913) >> 18 : -((-t * 78913) >> 18) - 1;
+    for (int tries = 0; tries < 2; ++tries) {
+        const int k = 8 - e;
+        e8_wide whole, rest, unit;  // whole + rest / unit
+        if (k >= 0) {
+            static constexpr std::uint64_t fives[28] = {1ull,
+                                                        5ull,
+                                                        25ull,
+                                                        125ull,
+                                                        625ull,
+                                                        3125ull,
+                                                        15625ull,
+                                                        78125ull,
+                                                        390625ull,
+                                                        1953125ull,
+                                                        9765625ull,
+                                                        48828125ull,
+                                                        244140625ull,
+                                                        1220703125ull,
+                                                        6103515625ull,
+                                                        30517578125ull,
+                                                        152587890625ull,
+                                                        762939453125ull,
+                                                        3814697265625ull,
+                                                        19073486328125ull,
+                                                        95367431640625ull,
+                                                        476837158203125ull,
+                                                        2384185791015625ull,
+                                                        11920928955078125ull,
+                                                        59604644775390625ull,
+                                                        298023223876953125ull,
+                                                        1490116119384765625ull,
+                                                        7450580596923828125ull};
+            e8_wide p = e8_wide(m) * fives[k < 27 ? k : 27];
+            if (k == 28) p *= 5;
+            const int shift = -(q + k);  // 26 <= shift < 128 in the accepted range
+            whole = p >> shift;
+            rest = p & ((e8_wide(1) << shift) - 1);
+            unit = e8_wide(1) << shift;
+        } else {
+            e8_wide ten = 1;
+            for (int i = 0; i < -k; ++i) ten *= 10;
+            const e8_wide num = q >= 0 ? e8_wide(m) << q : e8_wide(m);
+            const e8_wide den = q >= 0 ? ten : ten << -q;
+            whole = num / den;
+            rest = num % den;
+            unit = den;
+        }
+        if (whole >= 1000000000u) {
+            ++e;
+            continue;
+        }
+        std::uint32_t r = std::uint32_t(whole);
+        if (rest > unit - rest || (rest == unit - rest && (r & 1))) ++r;
+        if (r == 1000000000u) {
+            r = 100000000u;
+            ++e;
+        }
+        digits = r;
+        return r >= 100000000u;
+    }
+    return false;
+}
+#endif
+
+/// Writes `x` as `%.8e` does, without a terminating zero, at `out`, which has
+/// room for `e8_room` characters. Returns the end of the text.
+inline char* put_e8(char* out, double x) noexcept {
+#if defined(__SIZEOF_INT128__)
+    const double a = std::fabs(x);
+    std::uint32_t r;
+    int e;
+    if (a == 0 || (a >= 1e-19 && a < 1e35 && e8_digits(a, r, e))) {
+        if (a == 0) r = 0, e = 0;
+        static constexpr char pairs[] =
+            "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+            "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
+        char* o = out;
+        if (std::signbit(x)) *o++ = '-';
+        const std::uint32_t low = r % 100000000u, high = low / 10000u, rest = low % 10000u;
+        o[0] = char('0' + r / 100000000u);
+        o[1] = '.';
+        std::memcpy(o + 2, pairs + 2 * (high / 100u), 2);
+        std::memcpy(o + 4, pairs + 2 * (high % 100u), 2);
+        std::memcpy(o + 6, pairs + 2 * (rest / 100u), 2);
+        std::memcpy(o + 8, pairs + 2 * (rest % 100u), 2);
+        o[10] = 'e';
+        o[11] = e < 0 ? '-' : '+';
+        std::memcpy(o + 12, pairs + 2 * (e < 0 ? -e : e), 2);
+        return o + 14;
+    }
+#endif
+    const int n = std::snprintf(out, e8_room, "%.8e", x);
+    return out + (n > 0 ? n : 0);
+}
+
+}  // namespace detail
+}  // namespace cellworks
+}  // namespace tq5
