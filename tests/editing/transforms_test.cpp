@@ -25,15 +25,13 @@ TEST(Rotate3D, MatchesTheAxisAngleFormulaOnBothSidesOfTheSeries) {
     const v3 c{{0.5, -1, 2}};
     const double k[3] = {2. / 7, 3. / 7, 6. / 7};
     for (double t : {2.5, -1.0, 0.45, 0.1 + 1e-9, 0.1 - 1e-9, 0.03}) {
-        auto pos = columns<double>(3, {1, 2, 3, -0.5, 0.25, 2, 3, -1, -2});
+        auto pos = columns<double>(3, {1, 2, 3});
+        const double d[3] = {1 - c[0], 2 - c[1], 3 - c[2]}, kd = k[0] * d[0] + k[1] * d[1] + k[2] * d[2];
+        const double kxd[3] = {k[1] * d[2] - k[2] * d[1], k[2] * d[0] - k[0] * d[2], k[0] * d[1] - k[1] * d[0]};
         doubles want;
-        for (std::size_t j = 0; j < 9; j += 3) {
-            const double d[3] = {pos.data()[j] - c[0], pos.data()[j + 1] - c[1], pos.data()[j + 2] - c[2]};
-            const double kxd[3] = {k[1] * d[2] - k[2] * d[1], k[2] * d[0] - k[0] * d[2], k[0] * d[1] - k[1] * d[0]};
-            const double kd = k[0] * d[0] + k[1] * d[1] + k[2] * d[2], co = std::cos(t), si = std::sin(t);
-            for (int i = 0; i < 3; ++i) want.push_back(c[i] + co * d[i] + si * kxd[i] + (1 - co) * kd * k[i]);
-        }
-        expect_after(cw::rotate(pos, c, v3{{t * k[0], t * k[1], t * k[2]}}), 3, pos, want, 4e-15);
+        for (int i = 0; i < 3; ++i)
+            want.push_back(c[i] + std::cos(t) * d[i] + std::sin(t) * kxd[i] + (1 - std::cos(t)) * kd * k[i]);
+        expect_after(cw::rotate(pos, c, v3{{t * k[0], t * k[1], t * k[2]}}), 1, pos, want, 4e-15);
     }
 }
 
