@@ -125,16 +125,19 @@ TEST(Editing, FailedStorageChangesNothing) {
     tq5::dense2D<unsigned> conn, kept;
     tq5::dense1D<unsigned> map;
     const v3 o{{0, 0, 0}}, z{{0, 0, 1}};
-    // Each call, its result, and the rows and columns that `pos` may have after a failure.
-    const std::tuple<std::function<int()>, int, std::size_t, std::size_t> calls[] = {
-        {[&] { return cw::translate(pos, z); }, 6, 2, 6},
-        {[&] { return cw::translate(pos, z, conn); }, 4, 2, 6},
-        {[&] { return cw::copy_mesh(pos, kept, conn); }, 0, 2, 6},
-        {[&] { return cw::copy_sym_mesh(pos, kept, o, z, conn); }, 0, 3, 6},
-        {[&] { return cw::copy_mesh(pos, conn, z, o, z, 1, conn); }, 0, 3, 10},
-        {[&] { return cw::remove_degenerated(conn, map, true); }, 0, 2, 6},
-        {[&] { return cw::simplify(pos, conn, map, 0u); }, 2, 2, 6},
-        {[&] { return cw::clip(clip_pos, conn, z, z, kept); }, 0, 2, 6},
+    // Each call, its result and the rows of `pos` once storage suffices, and the
+    // rows and columns that `pos` may have after a failure.
+    const std::tuple<std::function<int()>, int, std::size_t, std::size_t, std::size_t> calls[] = {
+        {[&] { return cw::translate(pos, z); }, 6, 3, 2, 6},
+        {[&] { return cw::translate(pos, z, conn); }, 4, 3, 2, 6},
+        {[&] { return cw::copy_mesh(pos, kept, conn); }, 0, 2, 2, 6},
+        {[&] { return cw::copy_sym_mesh(pos, kept, o, z, conn); }, 0, 3, 3, 6},
+        {[&] { return cw::copy_mesh(pos, conn, z, o, z, 1, conn); }, 0, 3, 3, 10},
+        // With room in conn for the copy, the widening is the last storage the copy needs.
+        {[&] { return conn.reserve(2, 6) ? cw::copy_mesh(pos, conn, z, o, z, 1, conn) : cw::ERR_ALLOC; }, 0, 3, 3, 10},
+        {[&] { return cw::remove_degenerated(conn, map, true); }, 0, 2, 2, 6},
+        {[&] { return cw::simplify(pos, conn, map, 0u); }, 2, 2, 2, 6},
+        {[&] { return cw::clip(clip_pos, conn, z, z, kept); }, 0, 2, 2, 6},
     };
     auto setup = [&] {
         pos = six_nodes();
@@ -142,7 +145,7 @@ TEST(Editing, FailedStorageChangesNothing) {
         kept = tq5::dense2D<unsigned>(4, 0);  // no storage, and rows that a copy or clip replaces
         map = tq5::dense1D<unsigned>();       // no storage
     };
-    for (const auto& [call, rc, rows, cols] : calls) {
+    for (const auto& [call, rc, rows_after, rows, cols] : calls) {
         auto failed = [&, rows = rows, cols = cols] {
             EXPECT_EQ(values(pos.sub_matrix(0, 0, 2, 6)), nodes_at({0, 1, 2, 3, 4, 5}));
             EXPECT_LE(pos.rows(), rows);
@@ -155,6 +158,7 @@ TEST(Editing, FailedStorageChangesNothing) {
         int failures = 0;
         EXPECT_EQ(with_each_allocation_failing(call, failed, &failures, setup), rc);
         EXPECT_GE(failures, 1);
+        EXPECT_EQ(pos.rows(), rows_after);  // a failed widening is not taken for success
     }
 }
 
