@@ -32,6 +32,18 @@ void nan_and_inf(pos_t& pos) {
     pos(1, 10) = pos(1, 8);
 }
 
+// A 16^3 unit lattice, every 7th node twice, and a far node that makes the
+// mean spacing large: with tol 1/16 the cells have side 16 tol = 1, every node
+// lies on cell faces, and its box meets eight cells, not the 1.42 foreseen.
+pos_t face_lattice() {
+    pos_t pos(3, 4683);
+    for (unsigned i = 0, j = 0; i < 4096; ++i)
+        for (unsigned twice = i % 7 ? 1 : 2; twice--; ++j)
+            pos(0, j) = i % 16, pos(1, j) = i / 16 % 16, pos(2, j) = i / 256;
+    pos(0, 4682) = pos(1, 4682) = pos(2, 4682) = 1000;
+    return pos;
+}
+
 list unique(const list& ids) {
     list out;
     std::set<unsigned> seen;
@@ -266,7 +278,7 @@ TEST(Merge, GlobalMapsEqualThePlainSearch) {
                 for (unsigned& x : ids1) x = rng() % 50 ? unsigned(rng() % 500) : NO;
                 for (unsigned& x : ids2) x = variant % 2 ? ids1[rng() % 400] : unsigned(rng() % 500);
                 if (variant == 3) nan_and_inf(sub);
-                if (variant == 2) sub(0, 7) = sub(1, 7) = 1e12, ids1[0] = 7;  // 64-bit cell keys in 3D
+                if (variant == 2) sub(0, 7) = sub(1, 7) = 1e12, ids1[0] = 7;  // more than 2^32 cells: hashed
                 const list expected2 = plain_lists(sub, ids1, ids2, tol, joined);
                 EXPECT_EQ(cw::merge(sub, vec(ids1), vec(ids2), map, tol), joined);
                 EXPECT_EQ(values(map), expected2);
@@ -281,6 +293,22 @@ TEST(Merge, GlobalMapsEqualThePlainSearch) {
                 EXPECT_EQ(values(conn), values(again));
             }
         }
+    // Many more cell entries than foreseen, for all columns and for a connectivity in shuffled order.
+    const pos_t lattice = face_lattice();
+    pos_t moved = lattice;
+    list order(4683);
+    std::iota(order.begin(), order.end(), 0u);
+    int joined;
+    const list expected = plain_lists(lattice, order, order, 1.0 / 16, joined);
+    tq5::dense1D<unsigned> map;
+    EXPECT_EQ(cw::merge(moved, map, 1.0 / 16), 586);
+    EXPECT_EQ(values(map), expected);
+    std::shuffle(order.begin(), order.end(), rng);
+    conn_t tris(3, 1561);
+    std::copy(order.begin(), order.end(), tris.data());
+    const list expected_tris = plain_lists(lattice, order, order, 1.0 / 16, joined);
+    EXPECT_EQ(cw::merge(lattice, tris, map, 1.0 / 16, 0), joined);
+    EXPECT_EQ(values(map), expected_tris);
 }
 
 TEST(Merge, ElementModesEqualThePlainPasses) {
@@ -311,10 +339,14 @@ TEST(Merge, FailedAllocationsLeaveMapEmptyAndInputsUntouched) {
     conn_t orig(3, 300), c1, c2;
     for (unsigned i = 0; i < orig.size(); ++i) orig.data()[i] = unsigned(rng() % 400);
     const auto ids1 = vec(list(orig.data(), orig.data() + 300)), ids2 = vec(list(orig.data() + 300, orig.data() + 900));
+    const pos_t lattice = face_lattice();
+    conn_t tris(3, 1561);
     tq5::dense1D<unsigned> map;
-    pos_t work;
+    pos_t work, lattice_work;
     const std::function<int()> calls[] = {
         [&] { return cw::merge(work, map, 0.25); },
+        [&] { return cw::merge(lattice_work, map, 1.0 / 16); },
+        [&] { return cw::merge(lattice, tris, map, 1.0 / 16, 0); },
         [&] { return cw::merge(pos, ids1, ids2, map, 0.3); },
         [&] { return cw::merge(nan_pos, ids1, ids2, map, 0.3); },
         [&] { return cw::merge(pos, c1, map, 0.25, 0); },
@@ -323,6 +355,8 @@ TEST(Merge, FailedAllocationsLeaveMapEmptyAndInputsUntouched) {
     };
     for (const auto& call : calls) {
         work = pos;
+        lattice_work = lattice;
+        for (unsigned i = 0; i < 4683; ++i) tris.data()[i] = 4682 - i;
         c1.copy(orig);
         c2 = c1.sub_matrix(0, 100, 3, 200);
         int failures = 0;
@@ -331,6 +365,8 @@ TEST(Merge, FailedAllocationsLeaveMapEmptyAndInputsUntouched) {
             [&] {
                 EXPECT_TRUE(map.empty());
                 EXPECT_EQ(work.data(), pos.data());
+                EXPECT_EQ(lattice_work.data(), lattice.data());
+                EXPECT_EQ(tris(0, 0), 4682u);
                 EXPECT_EQ(values(c1), values(orig));
             },
             &failures);

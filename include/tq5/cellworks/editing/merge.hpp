@@ -34,9 +34,12 @@
 ///   if (joined < 0) return joined;  // an argument code or ERR_ALLOC
 ///   // tris now refers to the survivors; pos is unchanged.
 /// \endcode
-/// @note Reentrant: each call keeps its scratch to itself. Scratch is about
-///   16 bytes per listed node (more when `tol` is large next to the spacing of
-///   the nodes, up to one entry per close pair).
+/// @note Reentrant: each call keeps its scratch to itself. Scratch in mode 0:
+///   two arrays of 8-byte entries, one per node and one more for each cell
+///   boundary that the node's box crosses (about 1.4 per node in 3D while
+///   `tol` is small next to the spacing of the nodes); the form that moves
+///   nodes keeps them in its new coordinate block when they fit. Modes 1 and
+///   2 keep a 16-byte record per close pair of an element.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>
