@@ -457,10 +457,11 @@ int join_by_cells(const pair_search<DIM>& s, const cell_grid<DIM>& grid, unsigne
     return 0;
 }
 
-// The search as stated for the k-d tree: the nodes of `first` in a tree, each
-// node of `second` in turn searching its box. Kept for coordinates that are not
-// all finite: a NaN node hides its subtrees from the box search, so the result
-// then depends on the tree.
+// The search through a k-d tree, whose results define those of the cells: the
+// nodes of `first` in a tree built in the shuffled order, each node of
+// `second` in turn searching its box. Used when a coordinate is not finite: a
+// NaN node hides its subtrees from box searches, so the tree's shape then
+// matters, and the tree must be this one.
 template <unsigned DIM>
 int join_by_tree(const dense2D<double>& pos, node_list first, node_list second, double tol, double limit,
                  dense1D<unsigned>& map, std::size_t& joined) {
@@ -573,9 +574,9 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
     const std::size_t ld = pos.ld();
     const double limit = squared_limit(tol);
     const node_box<DIM> box(pos);
-    // With finite coordinates a box search finds exactly the nodes in the box,
-    // so the other nodes of the column are tested directly; otherwise the
-    // tree decides, as it does in the stated search.
+    // With finite coordinates a box search of the tree finds exactly the nodes
+    // in the box, so the other nodes of the column are tested directly;
+    // otherwise the tree's own search decides.
     const bool use_tree = !box.finite;
     node_tree<DIM> tree(pos);
     if (use_tree) {
@@ -688,12 +689,12 @@ bool backwards(const dense2D<unsigned>* first, const dense2D<unsigned>* last) no
 }
 
 int merge_range(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
-                double tol, unsigned mode, int tol_code) noexcept {
+                double tol, unsigned mode) noexcept {
     map.clear();
     if (pos.cols() == 0 || first == last) return 0;
     if (!rows_ok(pos)) return -1;
     if (backwards(first, last)) return -3;
-    if (!(tol >= 0)) return tol_code;
+    if (!(tol >= 0)) return -5;
     if (mode > 2) return -6;
     return guarded(map, [&] {
         const std::size_t cols = pos.cols();
@@ -776,23 +777,23 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned>& ids, dense1D<unsi
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
           double tol, unsigned mode) noexcept {
-    return merge_range(pos, first, last, map, tol, mode, -5);
+    return merge_range(pos, first, last, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, double tol,
           unsigned mode) noexcept {
     dense1D<unsigned> map;
-    return merge_range(pos, first, last, map, tol, mode, -5);
+    return merge_range(pos, first, last, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect, dense1D<unsigned>& map, double tol,
           unsigned mode) noexcept {
-    return merge_range(pos, &connect, &connect + 1, map, tol, mode, -5);
+    return merge_range(pos, &connect, &connect + 1, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect, double tol, unsigned mode) noexcept {
     dense1D<unsigned> map;
-    return merge_range(pos, &connect, &connect + 1, map, tol, mode, -5);
+    return merge_range(pos, &connect, &connect + 1, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect) noexcept { return merge(pos, connect, 1e-6, 0); }
@@ -800,7 +801,7 @@ int merge(const dense2D<double>& pos, dense2D<unsigned>& connect) noexcept { ret
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect1, dense2D<unsigned>& connect2, dense1D<unsigned>& map,
           double tol, unsigned mode) noexcept {
     dense2D<unsigned> both[2] = {connect1, connect2};  // views on the callers' blocks
-    return merge_range(pos, both, both + 2, map, tol, mode, -5);
+    return merge_range(pos, both, both + 2, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect1, dense2D<unsigned>& connect2, double tol,
