@@ -43,13 +43,6 @@ template <unsigned DIM> bool in_box(const double* x, const double* y, double tol
     return in;
 }
 
-// A list of node ids: an array, or 0 .. n-1 when `ids` is null.
-struct node_list {
-    const unsigned* ids;
-    std::size_t n;
-    unsigned operator[](std::size_t r) const noexcept { return ids ? ids[r] : unsigned(r); }
-};
-
 bool has_bit(const u64* bits, unsigned v) noexcept { return (bits[v >> 6] >> (v & 63)) & 1; }
 
 // The nodes that take part, in the order of their ranks: all columns of the
@@ -463,23 +456,21 @@ int join_by_cells(const pair_search<DIM>& s, const cell_grid<DIM>& grid, unsigne
 // NaN node hides its subtrees from box searches, so the tree's shape then
 // matters, and the tree must be this one.
 template <unsigned DIM>
-int join_by_tree(const dense2D<double>& pos, node_list first, node_list second, double tol, double limit,
-                 dense1D<unsigned>& map, std::size_t& joined) {
+int join_by_tree(const dense2D<double>& pos, const dense1D<unsigned>& first, const dense1D<unsigned>& second,
+                 double tol, double limit, dense1D<unsigned>& map, std::size_t& joined) {
     node_tree<DIM> tree(pos);
-    if (!tree.reserve(first.n) || !map.resize(first.n)) return ERR_ALLOC;
-    unsigned* m = map.data();
-    for (std::size_t p = 0; p < first.n; ++p) m[p] = unsigned(p);
-    detail::shuffle_positions(m, first.n);
-    for (std::size_t p = 0; p < first.n; ++p) tree.insert(first[m[p]]);
-    // From here `map` holds the rank in `second` of each node already visited.
+    bool stored = tree.reserve(first.size());
+    if (stored) tree.insert(first, stored);
+    if (!stored) return ERR_ALLOC;
+    // `map` holds the rank in `second` of each node already visited.
     if (!map.resize(pos.cols())) return ERR_ALLOC;
-    m = map.data();
+    unsigned* m = map.data();
     std::fill(m, m + pos.cols(), NO_INDEX);
     dense1D<u64> pairs;
     dense1D<unsigned> found;
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
-    for (std::size_t i = 0; i < second.n; ++i) {
+    for (std::size_t i = 0; i < second.size(); ++i) {
         const unsigned u = second[i];
         const double* xu = pd + std::size_t(u) * ld;
         m[u] = unsigned(i);
@@ -522,9 +513,7 @@ int merge_lists(const dense2D<double>& pos, const node_order& first, const node_
     if (!box.finite || first.empty() || second.empty()) {
         dense1D<unsigned> list1, list2;
         if (!first.write(list1) || (!same && !second.write(list2))) return ERR_ALLOC;
-        const node_list l1{list1.data(), list1.size()};
-        const int rc =
-            join_by_tree<DIM>(pos, l1, same ? l1 : node_list{list2.data(), list2.size()}, tol, limit, map, joined);
+        const int rc = join_by_tree<DIM>(pos, list1, same ? list1 : list2, tol, limit, map, joined);
         if (rc != 0) return rc;
     } else {
         dense1D<u64> in_first, in_second;
@@ -581,11 +570,9 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
     node_tree<DIM> tree(pos);
     if (use_tree) {
         dense1D<unsigned> list;
-        if (!nodes.write(list) || !tree.reserve(list.size()) || !map.resize(list.size())) return ERR_ALLOC;
-        unsigned* m = map.data();
-        for (std::size_t p = 0; p < list.size(); ++p) m[p] = unsigned(p);
-        detail::shuffle_positions(m, list.size());
-        for (std::size_t p = 0; p < list.size(); ++p) tree.insert(list[m[p]]);
+        bool stored = nodes.write(list) && tree.reserve(list.size());
+        if (stored) tree.insert(list, stored);
+        if (!stored) return ERR_ALLOC;
     }
     if (!map.resize(cols)) return ERR_ALLOC;
     unsigned* m = map.data();
