@@ -144,33 +144,51 @@ private:
     std::size_t count_ = 0;  // nodes of a list or of all columns; words of `seen_`
 };
 
-// Follows `map` from every node to the first node that maps to itself and
-// stores that root. Ranks fall along every chain, so each walk ends.
-void resolve_roots(dense1D<unsigned>& map) noexcept {
+// The nodes that take part are walked in their own order only when they are
+// few next to the columns; otherwise one pass over all columns, in memory
+// order, costs less than reaching the nodes in scattered order.
+bool walk_listed(std::size_t listed, std::size_t cols) noexcept { return listed < cols / 4; }
+
+// Follows `map` from each node (from each listed node, or from every column)
+// to the first node that maps to itself and stores that root. Ranks fall along
+// every chain, so each walk ends.
+void resolve_roots(dense1D<unsigned>& map, const node_order& nodes, std::size_t listed) noexcept {
     unsigned* m = map.data();
-    for (std::size_t v = 0, n = map.size(); v < n; ++v) {
+    auto follow = [m](unsigned v) {
         unsigned root = m[v];
         while (m[root] != root) root = m[root];
         m[v] = root;
-    }
+    };
+    if (walk_listed(listed, map.size()))
+        nodes.each(follow);
+    else
+        for (std::size_t v = 0, n = map.size(); v < n; ++v) follow(unsigned(v));
 }
 
-// The box of all columns of the coordinates, and whether they are all finite.
+// The box of the nodes that take part (or of all columns, which holds them),
+// and whether their coordinates are all finite.
 template <unsigned DIM> struct node_box {
     double lo[DIM], hi[DIM];
     bool finite = true;
-    std::size_t count;
+    std::size_t count = 0;
 
-    explicit node_box(const dense2D<double>& pos) noexcept : count(pos.cols()) {
+    node_box(const dense2D<double>& pos, const node_order& a, const node_order& b, std::size_t listed) noexcept {
         std::fill(lo, lo + DIM, INF);
         std::fill(hi, hi + DIM, -INF);
-        const double* x = pos.data();
-        for (std::size_t j = 0; j < count; ++j, x += pos.ld())
+        auto take = [this](unsigned, const double* x) {
             for (unsigned k = 0; k < DIM; ++k) {
                 finite &= std::isfinite(x[k]);
                 lo[k] = std::min(lo[k], x[k]);
                 hi[k] = std::max(hi[k], x[k]);
             }
+            ++count;
+        };
+        if (walk_listed(listed, pos.cols())) {
+            a.template each<DIM>(pos.data(), pos.ld(), take);
+            if (&b != &a) b.template each<DIM>(pos.data(), pos.ld(), take);
+        } else {
+            node_order::columns(pos.cols()).template each<DIM>(pos.data(), pos.ld(), take);
+        }
     }
 };
 
@@ -508,7 +526,8 @@ int merge_lists(const dense2D<double>& pos, const node_order& first, const node_
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
     const double limit = squared_limit(tol);
-    const node_box<DIM> box(pos);
+    const std::size_t listed = second.bound(cols) + (same ? 0 : first.bound(cols));
+    const node_box<DIM> box(pos, second, same ? second : first, listed);
     std::size_t joined = 0;
     if (!box.finite || first.empty() || second.empty()) {
         dense1D<unsigned> list1, list2;
@@ -528,11 +547,10 @@ int merge_lists(const dense2D<double>& pos, const node_order& first, const node_
         const pair_search<DIM> s{
             pd, ld, tol, limit, second, first, same ? nullptr : in_first.data(), same ? nullptr : in_second.data()};
         const cell_grid<DIM> grid(box, tol);
-        const std::size_t nodes = second.bound(cols) + (same ? 0 : first.bound(cols));
-        const int rc = join_by_cells<DIM>(s, grid, m, room, room_bytes, grid.expected_entries(nodes), joined);
+        const int rc = join_by_cells<DIM>(s, grid, m, room, room_bytes, grid.expected_entries(listed), joined);
         if (rc != 0) return rc;
     }
-    resolve_roots(map);
+    resolve_roots(map, first, first.bound(cols));
     return int(joined);
 }
 
@@ -562,7 +580,8 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
     const double limit = squared_limit(tol);
-    const node_box<DIM> box(pos);
+    const std::size_t listed = nodes.bound(cols);
+    const node_box<DIM> box(pos, nodes, nodes, listed);
     // With finite coordinates a box search of the tree finds exactly the nodes
     // in the box, so the other nodes of the column are tested directly;
     // otherwise the tree's own search decides.
@@ -622,7 +641,7 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
         std::size_t count = 0;
         for (const close_pair& p : pairs)
             if (m[p.u] == p.u && m[p.v] == p.v) m[p.v] = p.u, ++count;
-        resolve_roots(map);
+        resolve_roots(map, nodes, listed);
         total += count;
         if (mode == 1 || count == 0) break;
     }
