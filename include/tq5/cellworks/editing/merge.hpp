@@ -39,10 +39,11 @@
 ///   two arrays of 8-byte entries, one for each cell (of side about 16 tol)
 ///   that a node's box meets, about 1.4 per node in 3D while `tol` is small
 ///   next to the spacing of the nodes; the form that moves nodes keeps them in
-///   its new coordinate block when they fit. When a coordinate of `pos` is not
-///   finite, the search goes through a k-d tree instead (12 bytes per node and
-///   8 per close pair; slower, same results). Modes 1 and 2 keep a 16-byte
-///   record per close pair of an element.
+///   its new coordinate block when they fit. When a node that takes part has
+///   a coordinate that is not finite (or any column has, when the nodes are
+///   more than a quarter of the columns), the search goes through a k-d tree
+///   instead: 12 bytes per node and 8 per close pair, slower, same rules.
+///   Modes 1 and 2 keep a 16-byte record per close pair of an element.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>
