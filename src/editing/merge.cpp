@@ -43,13 +43,6 @@ template <unsigned DIM> bool in_box(const double* x, const double* y, double tol
     return in;
 }
 
-// A list of node ids: an array, or 0 .. n-1 when `ids` is null.
-struct node_list {
-    const unsigned* ids;
-    std::size_t n;
-    unsigned operator[](std::size_t r) const noexcept { return ids ? ids[r] : unsigned(r); }
-};
-
 bool has_bit(const u64* bits, unsigned v) noexcept { return (bits[v >> 6] >> (v & 63)) & 1; }
 
 // The nodes that take part, in the order of their ranks: all columns of the
@@ -151,33 +144,51 @@ private:
     std::size_t count_ = 0;  // nodes of a list or of all columns; words of `seen_`
 };
 
-// Follows `map` from every node to the first node that maps to itself and
-// stores that root. Ranks fall along every chain, so each walk ends.
-void resolve_roots(dense1D<unsigned>& map) noexcept {
+// The nodes that take part are walked in their own order only when they are
+// few next to the columns; otherwise one pass over all columns, in memory
+// order, costs less than reaching the nodes in scattered order.
+bool walk_listed(std::size_t listed, std::size_t cols) noexcept { return listed < cols / 4; }
+
+// Follows `map` from each node (from each listed node, or from every column)
+// to the first node that maps to itself and stores that root. Ranks fall along
+// every chain, so each walk ends.
+void resolve_roots(dense1D<unsigned>& map, const node_order& nodes, std::size_t listed) noexcept {
     unsigned* m = map.data();
-    for (std::size_t v = 0, n = map.size(); v < n; ++v) {
+    auto follow = [m](unsigned v) {
         unsigned root = m[v];
         while (m[root] != root) root = m[root];
         m[v] = root;
-    }
+    };
+    if (walk_listed(listed, map.size()))
+        nodes.each(follow);
+    else
+        for (std::size_t v = 0, n = map.size(); v < n; ++v) follow(unsigned(v));
 }
 
-// The box of all columns of the coordinates, and whether they are all finite.
+// The box of the nodes that take part (or of all columns, which holds them),
+// and whether their coordinates are all finite.
 template <unsigned DIM> struct node_box {
     double lo[DIM], hi[DIM];
     bool finite = true;
-    std::size_t count;
+    std::size_t count = 0;
 
-    explicit node_box(const dense2D<double>& pos) noexcept : count(pos.cols()) {
+    node_box(const dense2D<double>& pos, const node_order& a, const node_order& b, std::size_t listed) noexcept {
         std::fill(lo, lo + DIM, INF);
         std::fill(hi, hi + DIM, -INF);
-        const double* x = pos.data();
-        for (std::size_t j = 0; j < count; ++j, x += pos.ld())
+        auto take = [this](unsigned, const double* x) {
             for (unsigned k = 0; k < DIM; ++k) {
                 finite &= std::isfinite(x[k]);
                 lo[k] = std::min(lo[k], x[k]);
                 hi[k] = std::max(hi[k], x[k]);
             }
+            ++count;
+        };
+        if (walk_listed(listed, pos.cols())) {
+            a.template each<DIM>(pos.data(), pos.ld(), take);
+            if (&b != &a) b.template each<DIM>(pos.data(), pos.ld(), take);
+        } else {
+            node_order::columns(pos.cols()).template each<DIM>(pos.data(), pos.ld(), take);
+        }
     }
 };
 
@@ -457,28 +468,27 @@ int join_by_cells(const pair_search<DIM>& s, const cell_grid<DIM>& grid, unsigne
     return 0;
 }
 
-// The search as stated for the k-d tree: the nodes of `first` in a tree, each
-// node of `second` in turn searching its box. Kept for coordinates that are not
-// all finite: a NaN node hides its subtrees from the box search, so the result
-// then depends on the tree.
+// The search through a k-d tree, whose results define those of the cells: the
+// nodes of `first` in a tree built in the shuffled order, each node of
+// `second` in turn searching its box. Used when a coordinate is not finite: a
+// NaN node hides its subtrees from box searches, so the tree's shape then
+// matters, and the tree must be this one.
 template <unsigned DIM>
-int join_by_tree(const dense2D<double>& pos, node_list first, node_list second, double tol, double limit,
-                 dense1D<unsigned>& map, std::size_t& joined) {
+int join_by_tree(const dense2D<double>& pos, const dense1D<unsigned>& first, const dense1D<unsigned>& second,
+                 double tol, double limit, dense1D<unsigned>& map, std::size_t& joined) {
     node_tree<DIM> tree(pos);
-    if (!tree.reserve(first.n) || !map.resize(first.n)) return ERR_ALLOC;
-    unsigned* m = map.data();
-    for (std::size_t p = 0; p < first.n; ++p) m[p] = unsigned(p);
-    detail::shuffle_positions(m, first.n);
-    for (std::size_t p = 0; p < first.n; ++p) tree.insert(first[m[p]]);
-    // From here `map` holds the rank in `second` of each node already visited.
+    bool stored = tree.reserve(first.size());
+    if (stored) tree.insert(first, stored);
+    if (!stored) return ERR_ALLOC;
+    // `map` holds the rank in `second` of each node already visited.
     if (!map.resize(pos.cols())) return ERR_ALLOC;
-    m = map.data();
+    unsigned* m = map.data();
     std::fill(m, m + pos.cols(), NO_INDEX);
     dense1D<u64> pairs;
     dense1D<unsigned> found;
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
-    for (std::size_t i = 0; i < second.n; ++i) {
+    for (std::size_t i = 0; i < second.size(); ++i) {
         const unsigned u = second[i];
         const double* xu = pd + std::size_t(u) * ld;
         m[u] = unsigned(i);
@@ -516,14 +526,13 @@ int merge_lists(const dense2D<double>& pos, const node_order& first, const node_
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
     const double limit = squared_limit(tol);
-    const node_box<DIM> box(pos);
+    const std::size_t listed = second.bound(cols) + (same ? 0 : first.bound(cols));
+    const node_box<DIM> box(pos, second, same ? second : first, listed);
     std::size_t joined = 0;
     if (!box.finite || first.empty() || second.empty()) {
         dense1D<unsigned> list1, list2;
         if (!first.write(list1) || (!same && !second.write(list2))) return ERR_ALLOC;
-        const node_list l1{list1.data(), list1.size()};
-        const int rc =
-            join_by_tree<DIM>(pos, l1, same ? l1 : node_list{list2.data(), list2.size()}, tol, limit, map, joined);
+        const int rc = join_by_tree<DIM>(pos, list1, same ? list1 : list2, tol, limit, map, joined);
         if (rc != 0) return rc;
     } else {
         dense1D<u64> in_first, in_second;
@@ -538,11 +547,10 @@ int merge_lists(const dense2D<double>& pos, const node_order& first, const node_
         const pair_search<DIM> s{
             pd, ld, tol, limit, second, first, same ? nullptr : in_first.data(), same ? nullptr : in_second.data()};
         const cell_grid<DIM> grid(box, tol);
-        const std::size_t nodes = second.bound(cols) + (same ? 0 : first.bound(cols));
-        const int rc = join_by_cells<DIM>(s, grid, m, room, room_bytes, grid.expected_entries(nodes), joined);
+        const int rc = join_by_cells<DIM>(s, grid, m, room, room_bytes, grid.expected_entries(listed), joined);
         if (rc != 0) return rc;
     }
-    resolve_roots(map);
+    resolve_roots(map, first, first.bound(cols));
     return int(joined);
 }
 
@@ -572,19 +580,18 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
     const double* pd = pos.data();
     const std::size_t ld = pos.ld();
     const double limit = squared_limit(tol);
-    const node_box<DIM> box(pos);
-    // With finite coordinates a box search finds exactly the nodes in the box,
-    // so the other nodes of the column are tested directly; otherwise the
-    // tree decides, as it does in the stated search.
+    const std::size_t listed = nodes.bound(cols);
+    const node_box<DIM> box(pos, nodes, nodes, listed);
+    // With finite coordinates a box search of the tree finds exactly the nodes
+    // in the box, so the other nodes of the column are tested directly;
+    // otherwise the tree's own search decides.
     const bool use_tree = !box.finite;
     node_tree<DIM> tree(pos);
     if (use_tree) {
         dense1D<unsigned> list;
-        if (!nodes.write(list) || !tree.reserve(list.size()) || !map.resize(list.size())) return ERR_ALLOC;
-        unsigned* m = map.data();
-        for (std::size_t p = 0; p < list.size(); ++p) m[p] = unsigned(p);
-        detail::shuffle_positions(m, list.size());
-        for (std::size_t p = 0; p < list.size(); ++p) tree.insert(list[m[p]]);
+        bool stored = nodes.write(list) && tree.reserve(list.size());
+        if (stored) tree.insert(list, stored);
+        if (!stored) return ERR_ALLOC;
     }
     if (!map.resize(cols)) return ERR_ALLOC;
     unsigned* m = map.data();
@@ -634,7 +641,7 @@ int merge_in_elements(const dense2D<double>& pos, dense2D<unsigned>* first, dens
         std::size_t count = 0;
         for (const close_pair& p : pairs)
             if (m[p.u] == p.u && m[p.v] == p.v) m[p.v] = p.u, ++count;
-        resolve_roots(map);
+        resolve_roots(map, nodes, listed);
         total += count;
         if (mode == 1 || count == 0) break;
     }
@@ -688,12 +695,12 @@ bool backwards(const dense2D<unsigned>* first, const dense2D<unsigned>* last) no
 }
 
 int merge_range(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
-                double tol, unsigned mode, int tol_code) noexcept {
+                double tol, unsigned mode) noexcept {
     map.clear();
     if (pos.cols() == 0 || first == last) return 0;
     if (!rows_ok(pos)) return -1;
     if (backwards(first, last)) return -3;
-    if (!(tol >= 0)) return tol_code;
+    if (!(tol >= 0)) return -5;
     if (mode > 2) return -6;
     return guarded(map, [&] {
         const std::size_t cols = pos.cols();
@@ -776,23 +783,23 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned>& ids, dense1D<unsi
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, dense1D<unsigned>& map,
           double tol, unsigned mode) noexcept {
-    return merge_range(pos, first, last, map, tol, mode, -5);
+    return merge_range(pos, first, last, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last, double tol,
           unsigned mode) noexcept {
     dense1D<unsigned> map;
-    return merge_range(pos, first, last, map, tol, mode, -5);
+    return merge_range(pos, first, last, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect, dense1D<unsigned>& map, double tol,
           unsigned mode) noexcept {
-    return merge_range(pos, &connect, &connect + 1, map, tol, mode, -5);
+    return merge_range(pos, &connect, &connect + 1, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect, double tol, unsigned mode) noexcept {
     dense1D<unsigned> map;
-    return merge_range(pos, &connect, &connect + 1, map, tol, mode, -5);
+    return merge_range(pos, &connect, &connect + 1, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect) noexcept { return merge(pos, connect, 1e-6, 0); }
@@ -800,7 +807,7 @@ int merge(const dense2D<double>& pos, dense2D<unsigned>& connect) noexcept { ret
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect1, dense2D<unsigned>& connect2, dense1D<unsigned>& map,
           double tol, unsigned mode) noexcept {
     dense2D<unsigned> both[2] = {connect1, connect2};  // views on the callers' blocks
-    return merge_range(pos, both, both + 2, map, tol, mode, -5);
+    return merge_range(pos, both, both + 2, map, tol, mode);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>& connect1, dense2D<unsigned>& connect2, double tol,

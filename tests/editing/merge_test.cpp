@@ -1,6 +1,6 @@
-// merge: the codes of every form in order, small cases by hand, the global and
-// the element modes against plain transcriptions of their searches on random
-// nodes full of coincidences and ties, and storage failures.
+// merge: the codes of every form in order, small cases by hand, both modes
+// against plain step-by-step versions of their searches on random nodes full
+// of coincidences and ties, and storage failures.
 #include <memory>
 #include <numeric>
 #include <tuple>
@@ -14,6 +14,7 @@ namespace {
 
 using pos_t = tq5::dense2D<double>;
 using conn_t = tq5::dense2D<unsigned>;
+using finder = std::function<list(unsigned, double)>;
 
 // Nodes on the quarter grid of [0, span)^dim (coincident nodes, distances of
 // exactly 0.25 and equal distances), every third anywhere in [0, span).
@@ -45,11 +46,9 @@ pos_t face_lattice() {
 }
 
 list unique(const list& ids) {
-    list out;
-    std::set<unsigned> seen;
-    for (unsigned x : ids)
-        if (x != NO && seen.insert(x).second) out.push_back(x);
-    return out;
+    tq5::dense1D<unsigned> out;
+    cw::unique_indices(out, vec(ids), tq5::dense1D<unsigned>());
+    return values(out);
 }
 
 double dist(const pos_t& pos, unsigned u, unsigned v) {
@@ -58,21 +57,10 @@ double dist(const pos_t& pos, unsigned u, unsigned v) {
     return std::sqrt(s);
 }
 
-// The nodes of `nodes` in the closed box around u: by brute force, or, when a
-// coordinate is NaN (which hides the subtrees of its node), through a tree
-// built as the library builds it.
-template <unsigned D> std::function<list(unsigned, double)> box_finder(const pos_t& pos, const list& nodes) {
-    if (std::none_of(pos.data(), pos.data() + pos.size(), [](double x) { return std::isnan(x); }))
-        return [&pos, nodes](unsigned u, double tol) {
-            list out;
-            for (unsigned v : nodes) {
-                bool in = true;
-                for (unsigned k = 0; k < D; ++k)
-                    in = in && pos(k, u) - tol <= pos(k, v) && pos(k, v) <= pos(k, u) + tol;
-                if (in) out.push_back(v);
-            }
-            return out;
-        };
+// The nodes of `nodes` in the closed box around u, through a tree built in
+// the library's shuffled order (a NaN node hides the subtrees below it; with
+// finite coordinates the tree finds what brute force finds).
+template <unsigned D> finder tree_finder(const pos_t& pos, const list& nodes) {
     auto tree = std::make_shared<cw::node_tree<D>>(pos);
     bool stored;
     tree->insert(vec(nodes), stored);
@@ -84,15 +72,21 @@ template <unsigned D> std::function<list(unsigned, double)> box_finder(const pos
         return values(out);
     };
 }
-std::function<list(unsigned, double)> finder(const pos_t& pos, const list& nodes) {
-    return pos.rows() == 2 ? box_finder<2>(pos, nodes) : box_finder<3>(pos, nodes);
+finder box_finder(const pos_t& pos, const list& nodes) {
+    return pos.rows() == 2 ? tree_finder<2>(pos, nodes) : tree_finder<3>(pos, nodes);
 }
 
-// Global joining, step by step: ranks in list2, pairs (rank, node) of the
-// boxes, sorted, the first pair of each node taken, chains followed.
+// Follows each node's chain of survivors to its end.
+void follow(list& map, const list& nodes) {
+    for (unsigned v : nodes)
+        while (map[map[v]] != map[v]) map[v] = map[map[v]];
+}
+
+// Global joining: ranks in ids2, pairs (rank, node) from each box, sorted; the
+// first pair of each node is taken, then chains are followed.
 list plain_lists(const pos_t& pos, const list& ids1, const list& ids2, double tol, int& joined) {
     const list l1 = unique(ids1), l2 = unique(ids2);
-    const auto found = finder(pos, l1);
+    const finder found = box_finder(pos, l1);
     list rank(pos.cols(), NO), map(pos.cols());
     std::vector<std::pair<unsigned, unsigned>> pairs;
     for (unsigned i = 0; i < l2.size(); ++i) {
@@ -105,25 +99,24 @@ list plain_lists(const pos_t& pos, const list& ids1, const list& ids2, double to
     joined = 0;
     for (auto [i, v] : pairs)
         if (map[v] == v) map[v] = l2[i], ++joined;
-    for (unsigned v : l1)
-        while (map[map[v]] != map[v]) map[v] = map[map[v]];
+    follow(map, l1);
     return map;
 }
 
-// Joining within elements, pass by pass, on the matrices themselves.
+// Joining within elements, pass by pass on the matrices themselves: records
+// (distance, u, v) of the close nodes of each column, stably sorted by
+// distance and u, taken while both nodes are free.
 list plain_elements(const pos_t& pos, std::vector<conn_t>& conns, double tol, unsigned mode, int& total) {
-    list all;
+    list all, map(pos.cols());
     for (const auto& c : conns) all.insert(all.end(), c.data(), c.data() + c.size());
     const list nodes = unique(all);
-    const auto found = finder(pos, nodes);
-    list map(pos.cols());
+    const finder found = box_finder(pos, nodes);
     std::iota(map.begin(), map.end(), 0u);
     for (total = 0;;) {
         std::vector<std::tuple<double, unsigned, unsigned>> records;
         for (const auto& c : conns)
             for (unsigned j = 0; j < c.cols(); ++j)
-                for (unsigned r = 0; r < c.rows(); ++r) {
-                    const unsigned u = c(r, j);
+                for (const unsigned u : list(&c(0, j), &c(0, j) + c.rows())) {
                     const list box = u == NO || map[u] != u ? list{} : found(u, tol);
                     for (unsigned v : box.size() > 1 ? box : list{})
                         if (v != u && map[v] == v && std::count(&c(0, j), &c(0, j) + c.rows(), v) &&
@@ -131,13 +124,12 @@ list plain_elements(const pos_t& pos, std::vector<conn_t>& conns, double tol, un
                             records.emplace_back(dist(pos, u, v), u, v);
                 }
         std::stable_sort(records.begin(), records.end(), [](const auto& a, const auto& b) {
-            return std::get<0>(a) != std::get<0>(b) ? std::get<0>(a) < std::get<0>(b) : std::get<1>(a) < std::get<1>(b);
+            return std::tie(std::get<0>(a), std::get<1>(a)) < std::tie(std::get<0>(b), std::get<1>(b));
         });
         int count = 0;
         for (auto [d, u, v] : records)
             if (map[u] == u && map[v] == v) map[v] = u, ++count;
-        for (unsigned v : nodes)
-            while (map[map[v]] != map[v]) map[v] = map[map[v]];
+        follow(map, nodes);
         for (auto& c : conns) cw::change_indices(c, vec(map));
         total += count;
         if (mode == 1 || count == 0) return map;
@@ -145,64 +137,38 @@ list plain_elements(const pos_t& pos, std::vector<conn_t>& conns, double tol, un
 }
 
 TEST(Merge, CodesInOrderForEveryForm) {
+    using codes = std::vector<int>;
     pos_t none(1, 0), deep(4, 3, 0.0), pos = columns<double>(2, {0, 0, 1, 0, 2, 0});
-    conn_t c = columns(3, {0, 1, 2}), bad = columns(3, {0, 1, 9}), only_no = columns(3, {NO, NO, NO});
+    conn_t c = columns(3, {0, 1, 2}), bad = columns(3, {0, 1, 9}), no = columns(3, {NO, NO, NO});
     const auto ok = vec({0u, 1u}), out = vec({3u}), empty = tq5::dense1D<unsigned>();
     tq5::dense1D<unsigned> map;
-    auto run = [&](int rc) {  // every form with a map leaves it empty
-        EXPECT_TRUE(map.empty());
+    auto M = [&](auto&&... args) {  // a form with a map leaves it empty on every code
         map = vec({7u});
+        const int rc = cw::merge(args...);
+        EXPECT_TRUE(map.empty());
         return rc;
     };
-    map = vec({7u});
-    expect_codes({
-        {run(cw::merge(none, map, NaN)), 0},
-        {run(cw::merge(deep, map, NaN)), -1},
-        {run(cw::merge(pos, map, -1)), -3},
-        {run(cw::merge(pos, map, NaN)), -3},
-        {cw::merge(none, NaN), 0},
-        {cw::merge(deep, -1), -1},
-        {cw::merge(pos, NaN), -3},
-        {run(cw::merge(none, out, out, map, NaN)), 0},
-        {run(cw::merge(deep, out, out, map, NaN)), -1},
-        {run(cw::merge(pos, out, out, map, NaN)), -2},
-        {run(cw::merge(pos, ok, out, map, NaN)), -3},
-        {run(cw::merge(pos, ok, ok, map, -1)), -4},
-        {run(cw::merge(pos, empty, ok, map, -1)), -4},
-        {run(cw::merge(pos, ok, empty, map, 1)), 0},
-        {run(cw::merge(deep, out, map, NaN)), -1},
-        {run(cw::merge(pos, out, map, NaN)), -2},
-        {run(cw::merge(pos, ok, map, NaN)), -4},
-        {run(cw::merge(none, &c + 1, &c, map, NaN, 9)), 0},
-        {run(cw::merge(deep, &c, &c, map, NaN, 9)), 0},
-        {run(cw::merge(deep, &c, &c + 1, map, NaN, 9)), -1},
-        {run(cw::merge(pos, &c + 1, &c, map, NaN, 9)), -3},
-        {run(cw::merge(pos, &bad, &bad + 1, map, NaN, 9)), -5},
-        {run(cw::merge(pos, &bad, &bad + 1, map, 1, 3)), -6},
-        {run(cw::merge(pos, &bad, &bad + 1, map, 1, 0)), -2},
-        {run(cw::merge(pos, &only_no, &only_no + 1, map, 1, 0)), 0},
-        {cw::merge(pos, &c + 1, &c, NaN, 9), -3},
-        {cw::merge(pos, &bad, &bad + 1, -1, 9), -5},
-        {cw::merge(pos, &bad, &bad + 1, 1, 3), -6},
-        {cw::merge(pos, &bad, &bad + 1, 1, 2), -2},
-        {run(cw::merge(deep, bad, map, NaN, 3)), -1},
-        {run(cw::merge(pos, bad, map, -1, 3)), -5},
-        {run(cw::merge(pos, bad, map, 1, 3)), -6},
-        {run(cw::merge(pos, bad, map, 1, 1)), -2},
-        {run(cw::merge(pos, only_no, map, 1, 2)), 0},
-        {cw::merge(pos, bad, NaN, 3), -5},
-        {cw::merge(pos, bad, 1, 3), -6},
-        {cw::merge(deep, bad), -1},
-        {cw::merge(pos, bad), -2},
-        {run(cw::merge(deep, c, bad, map, NaN, 3)), -1},
-        {run(cw::merge(pos, c, bad, map, NaN, 3)), -5},
-        {run(cw::merge(pos, c, bad, map, 0, 3)), -6},
-        {run(cw::merge(pos, c, bad, map, 0, 1)), -2},
-        {cw::merge(pos, c, bad, -1, 0), -5},
-        {cw::merge(pos, c, bad, 0, 7), -6},
-        {cw::merge(deep, c, bad), -1},
-        {cw::merge(pos, c, bad), -2},
-    });
+    auto N = [&](auto&&... args) { return cw::merge(args...); };
+    EXPECT_EQ((codes{M(none, map, NaN), M(deep, map, NaN), M(pos, map, -1), M(pos, map, NaN), N(none, NaN), N(deep, -1),
+                     N(pos, NaN)}),
+              (codes{0, -1, -3, -3, 0, -1, -3}));
+    EXPECT_EQ((codes{M(none, out, out, map, NaN), M(deep, out, out, map, NaN), M(pos, out, out, map, NaN),
+                     M(pos, ok, out, map, NaN), M(pos, ok, ok, map, -1), M(pos, empty, ok, map, -1),
+                     M(pos, ok, empty, map, 1), M(deep, out, map, NaN), M(pos, out, map, NaN), M(pos, ok, map, NaN)}),
+              (codes{0, -1, -2, -3, -4, -4, 0, -1, -2, -4}));
+    EXPECT_EQ(
+        (codes{M(none, &c + 1, &c, map, NaN, 9), M(deep, &c, &c, map, NaN, 9), M(deep, &c, &c + 1, map, NaN, 9),
+               M(pos, &c + 1, &c, map, NaN, 9), M(pos, &bad, &bad + 1, map, NaN, 9), M(pos, &bad, &bad + 1, map, 1, 3),
+               M(pos, &bad, &bad + 1, map, 1, 0), M(pos, &no, &no + 1, map, 1, 0), N(pos, &c + 1, &c, NaN, 9),
+               N(pos, &bad, &bad + 1, -1, 9), N(pos, &bad, &bad + 1, 1, 3), N(pos, &bad, &bad + 1, 1, 2)}),
+        (codes{0, 0, -1, -3, -5, -6, -2, 0, -3, -5, -6, -2}));
+    EXPECT_EQ((codes{M(deep, bad, map, NaN, 3), M(pos, bad, map, -1, 3), M(pos, bad, map, 1, 3), M(pos, bad, map, 1, 1),
+                     M(pos, no, map, 1, 2), N(pos, bad, NaN, 3), N(pos, bad, 1, 3), N(deep, bad), N(pos, bad)}),
+              (codes{-1, -5, -6, -2, 0, -5, -6, -1, -2}));
+    EXPECT_EQ((codes{M(deep, c, bad, map, NaN, 3), M(pos, c, bad, map, NaN, 3), M(pos, c, bad, map, 0, 3),
+                     M(pos, c, bad, map, 0, 1), N(pos, c, bad, -1, 0), N(pos, c, bad, 0, 7), N(deep, c, bad),
+                     N(pos, c, bad)}),
+              (codes{-1, -5, -6, -2, -5, -6, -1, -2}));
     EXPECT_EQ(values(c), (list{0, 1, 2}));
     // Lists of NO_INDEX only are not empty: nothing is searched, and every node maps to itself.
     EXPECT_EQ(cw::merge(pos, vec({NO}), map, 1), 0);
@@ -216,21 +182,16 @@ TEST(Merge, TriangleInARowAndCoincidentNodesByMode) {
     // With tol 0.25, mode 0: 1 joins 0 at exactly tol, 2 joins 1 and so 0, and
     // 3 joins 0 across elements. Modes 1 and 2: 0-1 is A's first pair, then 2
     // has no free partner within tol. With tol 0 only 3 and 0 meet, in mode 0.
-    const struct {
-        double tol;
-        unsigned mode;
-        int joined;
-        list map;
-    } cases[] = {
+    const std::tuple<double, unsigned, int, list> cases[] = {
         {0.25, 0, 3, {0, 0, 0, 0, 4, 5, 6}}, {0.25, 1, 1, {0, 0, 2, 3, 4, 5, 6}}, {0.25, 2, 1, {0, 0, 2, 3, 4, 5, 6}},
         {0, 0, 1, {0, 1, 2, 0, 4, 5, 6}},    {0, 2, 0, {0, 1, 2, 3, 4, 5, 6}},
     };
-    for (const auto& t : cases) {
+    for (const auto& [tol, mode, joined, expected] : cases) {
         conn_t tris = columns(3, {0, 1, 2, 3, 4, 5});
         tq5::dense1D<unsigned> map;
-        EXPECT_EQ(cw::merge(pos, tris, map, t.tol, t.mode), t.joined);
-        EXPECT_EQ(values(map), t.map);
-        EXPECT_EQ(values(tris), list(t.map.begin(), t.map.end() - 1));  // collapsed columns stay
+        EXPECT_EQ(cw::merge(pos, tris, map, tol, mode), joined);
+        EXPECT_EQ(values(map), expected);
+        EXPECT_EQ(values(tris), list(expected.begin(), expected.end() - 1));  // collapsed columns stay
     }
 }
 
@@ -258,57 +219,48 @@ TEST(Merge, DisjointListsJoinOnlyOntoTheSecond) {
 
 TEST(Merge, GlobalMapsEqualThePlainSearch) {
     std::mt19937_64 rng(5);
+    tq5::dense1D<unsigned> map;
+    int joined;
+    // All columns (moved onto their survivors in new storage), then two lists,
+    // then a connectivity ranked by first use; the map is final in each.
+    auto check = [&](const pos_t& pos, list ids1, const list& ids2, double tol) {
+        pos_t moved = pos;
+        list all(pos.cols());
+        std::iota(all.begin(), all.end(), 0u);
+        const list by_id = plain_lists(pos, all, all, tol, joined);
+        EXPECT_EQ(cw::merge(moved, map, tol), joined);
+        EXPECT_EQ(values(map), by_id);
+        for (unsigned i = 0; i < pos.cols(); ++i)  // bit for bit, NaN too
+            EXPECT_EQ(std::memcmp(&moved(0, i), &pos(0, map[i]), pos.rows() * sizeof(double)), 0);
+        EXPECT_NE(moved.data(), pos.data());
+        const list expected = plain_lists(pos, ids1, ids2, tol, joined);
+        EXPECT_EQ(cw::merge(pos, vec(ids1), vec(ids2), map, tol), joined);
+        EXPECT_EQ(values(map), expected);
+        ids1.resize(ids1.size() / 3 * 3);
+        conn_t tris(3, ids1.size() / 3);
+        std::copy(ids1.begin(), ids1.end(), tris.data());
+        const list renumbered = plain_lists(pos, ids1, ids1, tol, joined);
+        EXPECT_EQ(cw::merge(pos, tris, map, tol, 0), joined);
+        EXPECT_EQ(values(map), renumbered);
+        for (unsigned i = 0; i < pos.cols(); ++i) EXPECT_EQ(map[map[i]], map[i]);
+        for (unsigned i = 0; i < ids1.size(); ++i) EXPECT_EQ(tris.data()[i], ids1[i] == NO ? NO : renumbered[ids1[i]]);
+    };
     for (unsigned dim : {2u, 3u})
-        for (double tol : {0.0, 0.25, 0.3}) {
-            int joined;
-            const pos_t pos = random_pos(dim, 3000, 4, rng);
-            pos_t moved = pos;
-            tq5::dense1D<unsigned> map;
-            list all(3000);
-            std::iota(all.begin(), all.end(), 0u);
-            const list expected = plain_lists(pos, all, all, tol, joined);
-            EXPECT_EQ(cw::merge(moved, map, tol), joined);
-            EXPECT_EQ(values(map), expected);
-            for (unsigned i = 0; i < 3000; ++i) EXPECT_EQ(values(moved.col(i)), values(pos.col(map[i])));
-            EXPECT_NE(moved.data(), pos.data());  // new storage; pos keeps the old values
-            // Lists with repeats and NO_INDEX; connectivities ranked by first appearance.
+        for (double tol : {0.0, 0.25, 0.3})
             for (unsigned variant = 0; variant < 4; ++variant) {
-                pos_t sub = random_pos(dim, 500, 2, rng);
+                pos_t pos = random_pos(dim, variant ? 500 : 3000, variant ? 2 : 4, rng);
                 list ids1(400), ids2(300);
                 for (unsigned& x : ids1) x = rng() % 50 ? unsigned(rng() % 500) : NO;
                 for (unsigned& x : ids2) x = variant % 2 ? ids1[rng() % 400] : unsigned(rng() % 500);
-                if (variant == 3) nan_and_inf(sub);
-                if (variant == 2) sub(0, 7) = sub(1, 7) = 1e12, ids1[0] = 7;  // more than 2^32 cells: hashed
-                const list expected2 = plain_lists(sub, ids1, ids2, tol, joined);
-                EXPECT_EQ(cw::merge(sub, vec(ids1), vec(ids2), map, tol), joined);
-                EXPECT_EQ(values(map), expected2);
-                conn_t conn(4, 100), again;
-                std::copy(ids1.begin(), ids1.end(), conn.data());
-                again.copy(conn);
-                const list expected1 = plain_lists(sub, ids1, ids1, tol, joined);
-                EXPECT_EQ(cw::merge(sub, conn, map, tol, 0), joined);
-                EXPECT_EQ(values(map), expected1);
-                for (unsigned i = 0; i < 500; ++i) EXPECT_EQ(map[map[i]], map[i]);
-                cw::change_indices(again, vec(expected1));
-                EXPECT_EQ(values(conn), values(again));
+                if (variant == 3) nan_and_inf(pos);
+                if (variant == 2) pos(0, 7) = pos(1, 7) = 1e12, ids1[0] = 7;  // more than 2^32 cells: hashed keys
+                check(pos, ids1, ids2, tol);
             }
-        }
-    // Many more cell entries than foreseen, for all columns and for a connectivity in shuffled order.
-    const pos_t lattice = face_lattice();
-    pos_t moved = lattice;
+    // Many more cell entries than foreseen, the connectivity in shuffled order.
     list order(4683);
     std::iota(order.begin(), order.end(), 0u);
-    int joined;
-    const list expected = plain_lists(lattice, order, order, 1.0 / 16, joined);
-    tq5::dense1D<unsigned> map;
-    EXPECT_EQ(cw::merge(moved, map, 1.0 / 16), 586);
-    EXPECT_EQ(values(map), expected);
     std::shuffle(order.begin(), order.end(), rng);
-    conn_t tris(3, 1561);
-    std::copy(order.begin(), order.end(), tris.data());
-    const list expected_tris = plain_lists(lattice, order, order, 1.0 / 16, joined);
-    EXPECT_EQ(cw::merge(lattice, tris, map, 1.0 / 16, 0), joined);
-    EXPECT_EQ(values(map), expected_tris);
+    check(face_lattice(), order, order, 1.0 / 16);
 }
 
 TEST(Merge, ElementModesEqualThePlainPasses) {
@@ -316,7 +268,7 @@ TEST(Merge, ElementModesEqualThePlainPasses) {
     for (unsigned dim : {2u, 3u})
         for (double tol : {0.0, 0.25, 0.6})
             for (unsigned mode : {1u, 2u}) {
-                pos_t pos = random_pos(dim, 300, 1.5, rng);
+                pos_t pos = random_pos(dim, mode == 2 ? 4000 : 300, 1.5, rng);  // elements use nodes 0 to 299
                 if (tol == 0.6) nan_and_inf(pos);
                 std::vector<conn_t> conns = {conn_t(3, 200), conn_t(4, 60)}, plain(2);
                 for (auto& c : conns)
@@ -333,44 +285,32 @@ TEST(Merge, ElementModesEqualThePlainPasses) {
 
 TEST(Merge, FailedAllocationsLeaveMapEmptyAndInputsUntouched) {
     std::mt19937_64 rng(7);
-    pos_t pos = random_pos(3, 400, 2, rng), nan_pos;
-    nan_pos.copy(pos);
-    nan_pos(2, 3) = NaN;
-    conn_t orig(3, 300), c1, c2;
-    for (unsigned i = 0; i < orig.size(); ++i) orig.data()[i] = unsigned(rng() % 400);
-    const auto ids1 = vec(list(orig.data(), orig.data() + 300)), ids2 = vec(list(orig.data() + 300, orig.data() + 900));
     const pos_t lattice = face_lattice();
-    conn_t tris(3, 1561);
+    pos_t nan_pos = random_pos(3, 400, 2, rng), work;
+    nan_pos(2, 3) = NaN;
+    conn_t orig(3, 1561), tris;
+    for (unsigned i = 0; i < orig.size(); ++i) orig.data()[i] = unsigned(rng() % (i < 390 ? 400 : 4683));
+    const auto ids = vec(list(orig.data(), orig.data() + 390)), some = vec(list(orig.data(), orig.data() + 200));
     tq5::dense1D<unsigned> map;
-    pos_t work, lattice_work;
+    conn_t part;  // columns 0 to 129 of tris: nodes below 400
     const std::function<int()> calls[] = {
-        [&] { return cw::merge(work, map, 0.25); },
-        [&] { return cw::merge(lattice_work, map, 1.0 / 16); },
+        [&] { return cw::merge(work, map, 1.0 / 16); },
         [&] { return cw::merge(lattice, tris, map, 1.0 / 16, 0); },
-        [&] { return cw::merge(pos, ids1, ids2, map, 0.3); },
-        [&] { return cw::merge(nan_pos, ids1, ids2, map, 0.3); },
-        [&] { return cw::merge(pos, c1, map, 0.25, 0); },
-        [&] { return cw::merge(pos, c1, c2, map, 0.3, 2); },
-        [&] { return cw::merge(nan_pos, c1, c2, map, 0.3, 2); },
+        [&] { return cw::merge(nan_pos, ids, some, map, 0.3); },
+        [&] { return cw::merge(lattice, tris, part, map, 1.0, 2); },
+        [&] { return cw::merge(nan_pos, part, map, 0.6, 2); },
     };
     for (const auto& call : calls) {
-        work = pos;
-        lattice_work = lattice;
-        for (unsigned i = 0; i < 4683; ++i) tris.data()[i] = 4682 - i;
-        c1.copy(orig);
-        c2 = c1.sub_matrix(0, 100, 3, 200);
+        work = lattice;
+        tris.copy(orig);
+        part = tris.sub_matrix(0, 0, 3, 130);
         int failures = 0;
-        const int rc = with_each_allocation_failing(
-            call,
-            [&] {
-                EXPECT_TRUE(map.empty());
-                EXPECT_EQ(work.data(), pos.data());
-                EXPECT_EQ(lattice_work.data(), lattice.data());
-                EXPECT_EQ(tris(0, 0), 4682u);
-                EXPECT_EQ(values(c1), values(orig));
-            },
-            &failures);
-        EXPECT_GT(rc, 0);
+        auto untouched = [&] {
+            EXPECT_TRUE(map.empty());
+            EXPECT_EQ(work.data(), lattice.data());
+            EXPECT_EQ(values(tris), values(orig));
+        };
+        EXPECT_GT(with_each_allocation_failing(call, untouched, &failures), 0);
         EXPECT_GE(failures, 3);
     }
 }

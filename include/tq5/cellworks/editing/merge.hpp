@@ -19,8 +19,9 @@
 ///   are followed (A, B, C with A close to B and B close to C all end on A),
 ///   but a node close to two nodes far from each other joins only the first.
 /// - 1, within elements: only nodes that stand in one element column count;
-///   pairs are taken by rising distance (then by lower id), and a node that
-///   was joined takes no further part.
+///   pairs are taken by rising distance, then by the id of the node that
+///   stays (so of two close nodes the lower id survives); a node that was
+///   joined takes no further part, its survivor may take more.
 /// - 2: as 1, repeated until a pass joins nothing.
 ///
 /// `map` gets one entry per column of the coordinates: the survivor of each
@@ -35,11 +36,14 @@
 ///   // tris now refers to the survivors; pos is unchanged.
 /// \endcode
 /// @note Reentrant: each call keeps its scratch to itself. Scratch in mode 0:
-///   two arrays of 8-byte entries, one per node and one more for each cell
-///   boundary that the node's box crosses (about 1.4 per node in 3D while
-///   `tol` is small next to the spacing of the nodes); the form that moves
-///   nodes keeps them in its new coordinate block when they fit. Modes 1 and
-///   2 keep a 16-byte record per close pair of an element.
+///   two arrays of 8-byte entries, one for each cell (of side about 16 tol)
+///   that a node's box meets, about 1.4 per node in 3D while `tol` is small
+///   next to the spacing of the nodes; the form that moves nodes keeps them in
+///   its new coordinate block when they fit. When a node that takes part has
+///   a coordinate that is not finite (or any column has, when the nodes are
+///   more than a quarter of the columns), the search goes through a k-d tree
+///   instead: 12 bytes per node and 8 per close pair, slower, same rules.
+///   Modes 1 and 2 keep a 16-byte record per close pair of an element.
 #pragma once
 
 #include <tq5/cellworks/core/element_type.hpp>
