@@ -22,6 +22,7 @@
 
 #include "baseline_jobs.hpp"
 #include "block_mesh.hpp"
+#include "real_mesh.hpp"
 
 namespace cw = tq5::cellworks;
 
@@ -32,10 +33,7 @@ using tq5::bench::register_job;
 
 template <class T> std::size_t bytes(const tq5::dense2D<T>& m) { return m.rows() * m.cols() * sizeof(T); }
 
-struct mesh {
-    tq5::dense2D<double> pos;
-    tq5::dense2D<unsigned> tets;
-};
+using mesh = tq5::bench::real_mesh;
 
 // The block with an unused node after every tenth node (at a far corner, so
 // that a bad renumbering shows in the coordinates too).
@@ -62,25 +60,6 @@ mesh spaced_block() {
     return m;
 }
 
-// Nodes and elements in random order.
-mesh renumbered(const mesh& in, std::uint32_t seed) {
-    std::mt19937 rng(seed);
-    const std::size_t n = in.pos.cols(), ne = in.tets.cols();
-    std::vector<unsigned> to(n), order(ne);
-    std::iota(to.begin(), to.end(), 0u);
-    std::iota(order.begin(), order.end(), 0u);
-    std::shuffle(to.begin(), to.end(), rng);
-    std::shuffle(order.begin(), order.end(), rng);
-    mesh out;
-    out.pos.resize(3, n);
-    out.tets.resize(4, ne);
-    for (std::size_t i = 0; i < n; ++i)
-        for (unsigned r = 0; r < 3; ++r) out.pos(r, to[i]) = in.pos(r, i);
-    for (std::size_t j = 0; j < ne; ++j)
-        for (unsigned r = 0; r < 4; ++r) out.tets(r, order[j]) = to[in.tets(r, j)];
-    return out;
-}
-
 // 5% of the columns get their row 1 set to row 0 or row 3 to row 2.
 tq5::dense2D<unsigned> degenerated(const tq5::dense2D<unsigned>& tets, std::uint32_t seed) {
     std::mt19937 rng(seed);
@@ -98,7 +77,7 @@ tq5::dense2D<unsigned> degenerated(const tq5::dense2D<unsigned>& tets, std::uint
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    static const mesh block = spaced_block(), shuffled = renumbered(block, 2);
+    static const mesh block = spaced_block(), shuffled = tq5::bench::renumbered(block, 2);
     static const tq5::dense2D<unsigned> bad[2] = {degenerated(block.tets, 3), degenerated(shuffled.tets, 3)};
     static const mesh* meshes[2] = {&block, &shuffled};
     // Working copies and outputs live across iterations, so that calls write in place.
