@@ -19,6 +19,10 @@
 // lines; nodes added later are appended. Searches read the mirror only, and
 // take the same steps, in the same order, as a walk of `nodes` over `pos`.
 //
+// A large tree that answers many closest-node searches adds a bucket grid
+// (closest_grid.hpp) that gives the same answers in a few bucket reads where it
+// can vouch for them; `walk_closest` is the walk alone.
+//
 // The tree keeps a view of the caller's coordinates (sharing the block, not
 // copying the matrix; the mirror holds copies of the values): moving nodes makes
 // the tree stale. Searches are const and keep nothing in the object, so they
@@ -28,10 +32,14 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <mutex>
+#include <new>
 #include <random>
 #include <utility>
 
@@ -43,6 +51,7 @@
 
 #include "../../detail/huge_pages.hpp"
 #include "../../detail/prefetch.hpp"
+#include "closest_grid.hpp"
 
 namespace tq5 {
 namespace cellworks {
@@ -214,6 +223,7 @@ public:
         const std::size_t grown = std::max<std::size_t>(2 * slot, 8);
         if (slot == nodes.col_capacity() && !grow_nodes(grown)) return true;
         if (!mirror_room(slot + 1, grown)) return true;
+        drop_grid();
         nodes.resize(3, slot + 1);  // within the reserved room
         place(unsigned(slot), id);
         return true;
@@ -240,6 +250,19 @@ public:
     // for an empty tree. Of equally close nodes the one met first stays: first
     // along a greedy descent, then in a branch-and-bound walk (node, high, low).
     unsigned find_closest(const point& q, unsigned excluded = NO_INDEX) const noexcept {
+        if (nodes.cols() == 0) return NO_INDEX;
+        // The grid's answers are the walk's, except where the descent meets
+        // no node but the excluded one, which needs the root to be it.
+        if (excluded == NO_INDEX || tags_.data()[0].id != excluded)
+            if (const grid* g = ready_grid()) {
+                const unsigned id = g->find(q.data(), excluded);
+                if (id != NO_INDEX) return id;
+            }
+        return walk_closest(q, excluded);
+    }
+
+    // `find_closest` by the walk of the tree alone.
+    unsigned walk_closest(const point& q, unsigned excluded = NO_INDEX) const noexcept {
         if (nodes.cols() == 0) return NO_INDEX;
         closest_search s{{cells_.data(), tags_.data(), q.data()}, excluded, 0.0, NO_INDEX};
         // Greedy descent: the first candidate.
@@ -292,9 +315,50 @@ public:
         return false;
     }
 
+    // Drops the closest-node grid; insertion calls it, since the grid holds
+    // the nodes of the tree as it was.
+    void drop_grid() noexcept {
+        grid_.store(nullptr, std::memory_order_relaxed);
+        grid_owner_.reset();
+        grid_state_.store(0, std::memory_order_relaxed);
+    }
+
 private:
+    using grid = detail::closest_grid<DIM, detail::tree_metric<DIM>>;
+    // Trees smaller than this answer from cache well enough without a grid.
+    static constexpr std::size_t GRID_LEAST = 1 << 14;
+
     vector_num<cell, 64> cells_;  // the search mirror, one cell per tree node
     vector_num<tag, 16> tags_;    // id and slot of each cell
+
+    // A grid that answers most closest-node searches of a large tree in a few
+    // bucket reads, with the tree's own answers (see closest_grid.hpp). It is
+    // built once a tree has had as many searches as a 32nd of its nodes, so
+    // that a few searches never pay for it: `grid_state_` counts searches up
+    // to then, and turns negative when the grid is built or declined.
+    mutable std::atomic<const grid*> grid_{nullptr};
+    mutable std::atomic<long> grid_state_{0};
+    mutable std::mutex grid_mutex_;
+    mutable std::unique_ptr<grid> grid_owner_;
+
+    const grid* ready_grid() const noexcept {
+        if (const grid* g = grid_.load(std::memory_order_acquire)) return g;
+        const std::size_t n = nodes.cols();
+        if (n < GRID_LEAST || grid_state_.load(std::memory_order_relaxed) < 0) return nullptr;
+        if (std::size_t(grid_state_.fetch_add(1, std::memory_order_relaxed)) < n / 32) return nullptr;
+        std::lock_guard<std::mutex> lock(grid_mutex_);
+        if (grid_state_.load(std::memory_order_relaxed) < 0) return grid_.load(std::memory_order_relaxed);
+        grid_state_.store(-1, std::memory_order_relaxed);
+        std::unique_ptr<grid> fresh(new (std::nothrow) grid);
+        const cell* c = cells_.data();
+        const tag* t = tags_.data();
+        if (!fresh || !fresh->build(
+                          n, [c](std::size_t k) { return c[k].x; }, [t](std::size_t k) { return t[k].id; }))
+            return nullptr;
+        grid_owner_ = std::move(fresh);
+        grid_.store(grid_owner_.get(), std::memory_order_release);
+        return grid_owner_.get();
+    }
 
     // Rows 3 and ld 3 on a matrix that has no column yet; never allocates.
     bool shape() noexcept { return nodes.rows() == 3 || (nodes.cols() == 0 && nodes.resize(3, 0)); }
@@ -366,6 +430,7 @@ private:
             stored = false;
             return valid;
         }
+        drop_grid();
         const std::size_t nld = nodes.ld();
         unsigned* run = nodes.data() + base * nld;
         for (std::size_t k = 0; k < n; ++k) run[k * nld] = id_at(k);
