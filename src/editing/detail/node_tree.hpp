@@ -19,9 +19,9 @@
 // lines; nodes added later are appended. Searches read the mirror only, and
 // take the same steps, in the same order, as a walk of `nodes` over `pos`.
 //
-// A large tree that answers many closest-node searches adds a bucket grid
-// (closest_grid.hpp) that gives the same answers in a few bucket reads where it
-// can vouch for them; `walk_closest` is the walk alone.
+// A large tree that answers many searches adds a bucket grid
+// (node_grid.hpp) that gives the same answers in a few bucket reads where it
+// can vouch for them; `walk_closest` and `walk_in_box` are the walks alone.
 //
 // The tree keeps a view of the caller's coordinates (sharing the block, not
 // copying the matrix; the mirror holds copies of the values): moving nodes makes
@@ -51,7 +51,7 @@
 
 #include "../../detail/huge_pages.hpp"
 #include "../../detail/prefetch.hpp"
-#include "closest_grid.hpp"
+#include "node_grid.hpp"
 
 namespace tq5 {
 namespace cellworks {
@@ -308,6 +308,16 @@ public:
     // exhaustion, with `out` back at its old size.
     bool find_in_box(const point& lo, const point& hi, dense1D<unsigned>& out) const noexcept {
         if (nodes.cols() == 0) return true;
+        if (const grid* g = ready_grid()) {
+            const int done = g->find_in_box(lo.data(), hi.data(), out);
+            if (done != 0) return done > 0;
+        }
+        return walk_in_box(lo, hi, out);
+    }
+
+    // `find_in_box` by the walk of the tree alone.
+    bool walk_in_box(const point& lo, const point& hi, dense1D<unsigned>& out) const noexcept {
+        if (nodes.cols() == 0) return true;
         const std::size_t old = out.size();
         const box_search s{{cells_.data(), tags_.data(), lo.data()}, hi.data(), out};
         if (s.walk(0, 0)) return true;
@@ -324,7 +334,7 @@ public:
     }
 
 private:
-    using grid = detail::closest_grid<DIM, detail::tree_metric<DIM>>;
+    using grid = detail::node_grid<DIM, detail::tree_metric<DIM>>;
     // Trees smaller than this answer from cache well enough without a grid.
     static constexpr std::size_t GRID_LEAST = 1 << 14;
 
@@ -332,7 +342,7 @@ private:
     vector_num<tag, 16> tags_;    // id and slot of each cell
 
     // A grid that answers most closest-node searches of a large tree in a few
-    // bucket reads, with the tree's own answers (see closest_grid.hpp). It is
+    // bucket reads, with the tree's own answers (see node_grid.hpp). It is
     // built once a tree has had as many searches as a 32nd of its nodes, so
     // that a few searches never pay for it: `grid_state_` counts searches up
     // to then, and turns negative when the grid is built or declined.
@@ -340,6 +350,25 @@ private:
     mutable std::atomic<long> grid_state_{0};
     mutable std::mutex grid_mutex_;
     mutable std::unique_ptr<grid> grid_owner_;
+
+    // Numbers the cells in the order of the box search's walk: a node, its
+    // low side, then its high side. False when the stack cannot be had.
+    bool walk_ranks(unsigned* rank) const noexcept {
+        const cell* c = cells_.data();
+        vector_num<unsigned, 16> stack;
+        std::size_t depth = 0;
+        unsigned next = 0;
+        for (unsigned at = 0;;) {
+            for (; at != NO_INDEX; at = c[at].low) {
+                rank[at] = next++;
+                if (c[at].high == NO_INDEX) continue;
+                if (depth == stack.capacity() && !stack.grow(depth + 1, depth, 2)) return false;
+                stack.data()[depth++] = c[at].high;
+            }
+            if (depth == 0) return true;
+            at = stack.data()[--depth];
+        }
+    }
 
     const grid* ready_grid() const noexcept {
         if (const grid* g = grid_.load(std::memory_order_acquire)) return g;
@@ -350,10 +379,14 @@ private:
         if (grid_state_.load(std::memory_order_relaxed) < 0) return grid_.load(std::memory_order_relaxed);
         grid_state_.store(-1, std::memory_order_relaxed);
         std::unique_ptr<grid> fresh(new (std::nothrow) grid);
+        vector_num<unsigned, 16> rank;
+        if (!fresh || !rank.grow(n, 0, 1) || !walk_ranks(rank.data())) return nullptr;
         const cell* c = cells_.data();
         const tag* t = tags_.data();
-        if (!fresh || !fresh->build(
-                          n, [c](std::size_t k) { return c[k].x; }, [t](std::size_t k) { return t[k].id; }))
+        const unsigned* r = rank.data();
+        if (!fresh->build(
+                n, [c](std::size_t k) { return c[k].x; }, [t](std::size_t k) { return t[k].id; },
+                [r](std::size_t k) { return r[k]; }))
             return nullptr;
         grid_owner_ = std::move(fresh);
         grid_.store(grid_owner_.get(), std::memory_order_release);

@@ -23,11 +23,11 @@
 ///   nodes, call `reinit`.
 /// @note Memory: about 52 bytes per tree node in 3D (44 in 2D), and while a
 ///   tree is built in one go, 32 (24) bytes more per node for a moment. A tree
-///   of 16,384 nodes or more that has answered as many closest-node searches
-///   as a 32nd of its nodes adds a bucket grid for the next ones: about 34
-///   (26) bytes more per node, built once, after which such searches take a
-///   few bucket reads instead of a walk down the tree. The answers stay those
-///   of the tree, ties included; `insert` drops the grid.
+///   of 16,384 nodes or more that has answered as many searches as a 32nd of
+///   its nodes adds a bucket grid for the next ones: about 34 (26) bytes more
+///   per node, built once, after which most searches take a few bucket reads
+///   instead of a walk down the tree. The answers stay those of the tree, ties
+///   and the order of box results included; `insert` drops the grid.
 /// @note Threads: the searches are const and may run side by side on one
 ///   detector, each with its own `out`; the one build of the grid is locked
 ///   (the other searches go on through the tree meanwhile). `reinit`,

@@ -1,7 +1,15 @@
-// A bucket grid beside a k-d tree, for closest-node searches on large trees.
+// A bucket grid beside a k-d tree, for the searches of large trees.
 //
 // The tree's walk is a chain of dependent loads, one cache miss per level; the
-// grid looks at a few neighbouring buckets instead. It answers only when it can
+// grid looks at a few neighbouring buckets instead.
+//
+// Box searches: with finite coordinates the tree's walk finds exactly the
+// nodes in the box, in the order of a walk that takes a node, its low side,
+// then its high side. The grid keeps each node's rank in that order, finds the
+// nodes in the box by their buckets (a node's bucket is a monotone function of
+// its coordinates, so no node in the box is missed), and sorts them by rank.
+//
+// Closest-node searches: the grid answers only when it can
 // vouch for the tree's own answer: when one node is closer than every other by
 // a margin that no rounding in the tree's walk can bridge. The tree's walk then
 // ends at that node too, whatever the order of its steps. Otherwise (ties, near
@@ -23,6 +31,7 @@
 #include <limits>
 
 #include <tq5/cellworks/core/element_type.hpp>
+#include <tq5/containers/dense1D.hpp>
 #include <tq5/containers/storage.hpp>
 
 #include "../../detail/prefetch.hpp"
@@ -32,13 +41,14 @@ namespace cellworks {
 namespace detail {
 
 // `Metric::dist2(a, q)` is the squared distance exactly as the tree sums it.
-template <unsigned DIM, class Metric> class closest_grid {
+template <unsigned DIM, class Metric> class node_grid {
 public:
     // Builds the grid over n nodes, node k at `x(k)` (DIM doubles) with id
-    // `id(k)`. False when storage cannot be had, when a coordinate is not
-    // finite, or when the nodes crowd into few buckets (a grid would not pay);
-    // the grid is then unusable.
-    template <class X, class Id> bool build(std::size_t n, X x, Id id) noexcept {
+    // `id(k)` and rank `rank(k)` in the order of box searches. False when
+    // storage cannot be had, when a coordinate is not finite, or when the
+    // nodes crowd into few buckets (a grid would not pay); the grid is then
+    // unusable.
+    template <class X, class Id, class Rank> bool build(std::size_t n, X x, Id id, Rank rank) noexcept {
         if (n == 0 || n >= NO_INDEX) return false;
         double lo[DIM], hi[DIM];
         for (unsigned a = 0; a < DIM; ++a) lo[a] = hi[a] = x(0)[a];
@@ -68,6 +78,7 @@ public:
             entry& to = e[start[cell_of(p)]++];
             for (unsigned a = 0; a < DIM; ++a) to.x[a] = p[a];
             to.id = id(k);
+            to.rank = rank(k);
         }
         // The scatter moved each start to the next bucket's start.
         for (std::size_t c = cells; c > 0; --c) start[c] = start[c - 1];
@@ -87,8 +98,7 @@ public:
         std::size_t c[DIM];
         std::size_t reach = 0;  // rings past this one hold no bucket
         for (unsigned a = 0; a < DIM; ++a) {
-            const double t = (q[a] - lo_[a]) * inv_h_[a];
-            c[a] = t <= 0 ? 0 : t >= double(dims_[a] - 1) ? dims_[a] - 1 : std::size_t(t);
+            c[a] = bucket(a, q[a]);
             reach = std::max(reach, std::max(c[a], dims_[a] - 1 - c[a]));
         }
         // Squared distances while searching; the margin is checked on the
@@ -120,13 +130,76 @@ public:
         return found != NO_INDEX && std::sqrt(second2) > best + margin(best, slack) ? found : NO_INDEX;
     }
 
+    // Appends to `out` the ids of the nodes in the closed box [lo, hi], as the
+    // tree's walk would: 1. Returns 0, with nothing done, for a box over many
+    // buckets or nodes, which the walk does as fast; -1 when `out` could not
+    // grow, `out` then as it was.
+    int find_in_box(const double* lo, const double* hi, dense1D<unsigned>& out) const noexcept {
+        std::size_t from[DIM], to[DIM], i[DIM], buckets = 1;
+        for (unsigned a = 0; a < DIM; ++a) {
+            if (!(lo[a] <= hi[a])) return 1;  // an empty box, or a NaN corner: nothing
+            from[a] = bucket(a, lo[a]);
+            to[a] = bucket(a, hi[a]);
+            i[a] = from[a];
+            buckets *= to[a] - from[a] + 1;
+        }
+        if (buckets > MOST_BOX_BUCKETS) return 0;
+        const unsigned* start = start_.data();
+        const entry* e = entries_.data();
+        std::size_t rows[MOST_BOX_BUCKETS], m = 0;  // the first bucket of each row
+        for (;;) {
+            std::size_t row = 0;
+            for (unsigned a = DIM; a-- > 1;) row = row * dims_[a] + i[a];
+            rows[m++] = row * dims_[0] + from[0];
+            prefetch(start + rows[m - 1]);
+            unsigned a = 1;
+            for (; a < DIM; ++a) {
+                if (i[a] < to[a]) {
+                    ++i[a];
+                    break;
+                }
+                i[a] = from[a];
+            }
+            if (a == DIM) break;
+        }
+        const std::size_t width = to[0] - from[0] + 1;
+        for (std::size_t j = 0; j < m; ++j) {
+            const char* end = reinterpret_cast<const char*>(e + start[rows[j] + width]);
+            for (const char* p = reinterpret_cast<const char*>(e + start[rows[j]]); p < end; p += 64) prefetch(p);
+        }
+        hit hits[MOST_BOX_HITS];
+        std::size_t n = 0;
+        for (std::size_t j = 0; j < m; ++j)
+            for (unsigned k = start[rows[j]], last = start[rows[j] + width]; k < last; ++k) {
+                bool inside = true;
+                for (unsigned a = 0; a < DIM; ++a) inside = inside && lo[a] <= e[k].x[a] && e[k].x[a] <= hi[a];
+                if (!inside) continue;
+                if (n == MOST_BOX_HITS) return 0;
+                hits[n++] = hit{e[k].rank, e[k].id};
+            }
+        std::sort(hits, hits + n, [](const hit& a, const hit& b) { return a.rank < b.rank; });
+        const std::size_t old = out.size();
+        for (std::size_t j = 0; j < n; ++j)
+            if (!out.push_back(hits[j].id)) {
+                out.resize(old);
+                return -1;
+            }
+        return 1;
+    }
+
 private:
     struct entry {
         double x[DIM];
-        unsigned id;
+        unsigned id, rank;
     };
 
     static constexpr std::size_t MOST_RINGS = 4;
+    // Boxes over more buckets or nodes are left to the tree.
+    static constexpr std::size_t MOST_BOX_BUCKETS = 512, MOST_BOX_HITS = 512;
+
+    struct hit {
+        unsigned rank, id;
+    };
     // Runs of entries in one ring: two a row at most.
     static constexpr std::size_t MOST_RUNS =
         2 * (DIM == 3 ? (2 * MOST_RINGS + 1) * (2 * MOST_RINGS + 1) : 2 * MOST_RINGS + 1);
@@ -169,13 +242,16 @@ private:
         return cells;
     }
 
+    // The bucket of coordinate x on axis a: a non-decreasing function of x
+    // (NaN, from an infinite x on a flat axis, gives the first).
+    std::size_t bucket(unsigned a, double x) const noexcept {
+        const double t = (x - lo_[a]) * inv_h_[a];
+        return !(t > 0) ? 0 : t >= double(dims_[a] - 1) ? dims_[a] - 1 : std::size_t(t);
+    }
+
     std::size_t cell_of(const double* p) const noexcept {
         std::size_t cell = 0;
-        for (unsigned a = DIM; a-- > 0;) {
-            const double t = (p[a] - lo_[a]) * inv_h_[a];
-            const std::size_t i = t <= 0 ? 0 : t >= double(dims_[a] - 1) ? dims_[a] - 1 : std::size_t(t);
-            cell = cell * dims_[a] + i;
-        }
+        for (unsigned a = DIM; a-- > 0;) cell = cell * dims_[a] + bucket(a, p[a]);
         return cell;
     }
 

@@ -1,7 +1,8 @@
 // The bucket grid beside large trees answers closest-node searches only with
 // the tree walk's own answer: checked on random clouds, on a lattice full of
 // exact ties, at nodes with the node excluded, far outside, and through the
-// tree once the grid is built, from several threads at once.
+// tree once the grid is built, from several threads at once. Box searches
+// through the grid give the walk's list, in the walk's order.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,7 +16,7 @@ namespace {
 
 using namespace tq5::cellworks;
 
-template <unsigned DIM> using grid = detail::closest_grid<DIM, detail::tree_metric<DIM>>;
+template <unsigned DIM> using grid = detail::node_grid<DIM, detail::tree_metric<DIM>>;
 
 // n nodes: uniform in the unit box, or when `lattice`, every place of a
 // lattice of step 1/28 in turn, the rest of the nodes twins of earlier ones.
@@ -39,7 +40,8 @@ template <unsigned DIM> struct fixture {
         : pos(cloud(DIM, n, lattice, 7 + n)),
           tree(pos),
           built(g.build(
-              n, [this](std::size_t k) { return &pos(0, k); }, [](std::size_t k) { return unsigned(k); })) {
+              n, [this](std::size_t k) { return &pos(0, k); }, [](std::size_t k) { return unsigned(k); },
+              [](std::size_t) { return 0u; })) {
         bool stored = tree.reserve(n);
         tree.insert_first(n, stored);
     }
@@ -74,14 +76,14 @@ template <unsigned DIM> void check_queries(fixture<DIM>& f, bool expect_most) {
     }
 }
 
-TEST(ClosestGrid, AnswersAsTheWalkOnRandomClouds) {
+TEST(NodeGrid, AnswersAsTheWalkOnRandomClouds) {
     fixture<3> f3(20000, false);
     check_queries(f3, true);
     fixture<2> f2(20000, false);
     check_queries(f2, true);
 }
 
-TEST(ClosestGrid, StandsAsideOnTies) {
+TEST(NodeGrid, StandsAsideOnTies) {
     // Queries at half steps are equally close to several places, and twins
     // are equally close to each other.
     fixture<3> f(24000, true);
@@ -92,15 +94,16 @@ TEST(ClosestGrid, StandsAsideOnTies) {
     EXPECT_EQ(f.g.find(nan, NO_INDEX), NO_INDEX);
 }
 
-TEST(ClosestGrid, RefusesNodesThatAreNotFinite) {
+TEST(NodeGrid, RefusesNodesThatAreNotFinite) {
     tq5::dense2D<double> pos = cloud(3, 100, false, 1);
     pos(1, 50) = INFINITY;
     grid<3> g;
     EXPECT_FALSE(g.build(
-        100, [&pos](std::size_t k) { return &pos(0, k); }, [](std::size_t k) { return unsigned(k); }));
+        100, [&pos](std::size_t k) { return &pos(0, k); }, [](std::size_t k) { return unsigned(k); },
+        [](std::size_t) { return 0u; }));
 }
 
-TEST(ClosestGrid, TreeSearchesMatchTheWalkOnceTheGridIsBuiltAndAfterInsertion) {
+TEST(NodeGrid, TreeSearchesMatchTheWalkOnceTheGridIsBuiltAndAfterInsertion) {
     const unsigned n = 40000;
     tq5::dense2D<double> pos = cloud(3, n + 1000, false, 11);
     bool stored = true;
@@ -139,6 +142,42 @@ TEST(ClosestGrid, TreeSearchesMatchTheWalkOnceTheGridIsBuiltAndAfterInsertion) {
     for (std::size_t k = 0; k < queries.size(); ++k) {
         for (int rep = 0; rep < 4; ++rep) tree.find_closest(queries[k]);
         ASSERT_EQ(tree.find_closest(queries[k]), tree.walk_closest(queries[k]));
+    }
+}
+
+TEST(NodeGrid, BoxSearchesGiveTheWalksList) {
+    for (const bool lattice : {false, true}) {
+        const unsigned n = 24000;
+        tq5::dense2D<double> pos = cloud(3, n, lattice, 13);
+        node_tree<3> tree(pos);
+        bool stored = true;
+        tree.insert_first(n, stored);
+        std::mt19937_64 rng(9);
+        std::uniform_real_distribution<double> u(-0.1, 1.1);
+        using point = node_tree<3>::point;
+        // Enough searches to build the grid, then boxes of every kind: small
+        // and large, with corners on node coordinates (closed faces),
+        // infinite, NaN or inverted.
+        for (unsigned k = 0; k < n / 16; ++k) tree.find_closest(point{{u(rng), u(rng), u(rng)}});
+        tq5::dense1D<unsigned> got, want;
+        for (int k = 0; k < 3000; ++k) {
+            point lo, hi;
+            const double half = k % 50 == 0 ? 0.3 : 0.02;
+            for (unsigned a = 0; a < 3; ++a) {
+                const double c = k % 3 == 0 ? pos(a, rng() % n) : u(rng);
+                lo[a] = k % 7 == 0 ? pos(a, rng() % n) : c - half;
+                hi[a] = k % 11 == 0 ? pos(a, rng() % n) : c + half;
+            }
+            if (k % 97 == 1) lo[k % 3] = -INFINITY;
+            if (k % 97 == 2) hi[1] = NAN;
+            if (k % 97 == 3) std::swap(lo[2], hi[2]);
+            got.clear();
+            want.clear();
+            ASSERT_TRUE(tree.find_in_box(lo, hi, got));
+            ASSERT_TRUE(tree.walk_in_box(lo, hi, want));
+            ASSERT_EQ(got.size(), want.size()) << k;
+            for (std::size_t j = 0; j < got.size(); ++j) ASSERT_EQ(got[j], want[j]) << k;
+        }
     }
 }
 
