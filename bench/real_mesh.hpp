@@ -51,6 +51,19 @@ inline bool read_real_mesh(const std::string& path, real_mesh& m) {
     return ok;
 }
 
+// Takes `--mesh=PATH` out of the command line into `path`, so that the
+// benchmark library sees only its own arguments.
+inline void take_mesh_argument(int& argc, char** argv, std::string& path) {
+    int kept = 1;
+    for (int k = 1; k < argc; ++k) {
+        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
+            path = argv[k] + 7;
+        else
+            argv[kept++] = argv[k];
+    }
+    argc = kept;
+}
+
 // A copy of `m` with nodes and elements in a random order drawn from `seed`:
 // new node k is old node perm[k], and the connectivity is renumbered to match.
 inline real_mesh renumbered(const real_mesh& m, std::uint64_t seed = 20240601) {

@@ -33,7 +33,7 @@ constexpr const part* parts[21] = {&none,  &none,  &none,   &bar2,   &bar3,  &no
 const part& part_of(int type) noexcept { return *parts[detail::to_element_type(type)]; }
 
 // "%8d".
-char* put_d8(char* o, std::size_t v) noexcept { return detail::pad_left(o, detail::put_int(o, int(v)), 8); }
+char* put_d8(char* o, std::size_t v) noexcept { return detail::put_int(o, int(v), 8); }
 
 // "%12.5e".
 char* put_e12(char* o, double x) noexcept { return detail::pad_left(o, detail::put_e<6, false>(o, x), 12); }

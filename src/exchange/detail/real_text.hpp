@@ -153,17 +153,28 @@ inline char* put_digits(char* out, std::uint64_t v, int n) noexcept {
     return out + n;
 }
 
-/// Writes `v` in decimal without leading zeros.
-inline char* put_unsigned(char* out, std::uint64_t v) noexcept {
+/// The number of decimal digits of `v`, 1 for 0.
+inline int digit_count(std::uint64_t v) noexcept {
     int n = 1;
-    for (std::uint64_t t = v; t >= 10; t /= 10) ++n;
-    return put_digits(out, v, n);
+    for (; v >= 100; v /= 100) n += 2;
+    return n + (v >= 10);
 }
 
-/// Writes `v` as `%d` does.
-inline char* put_int(char* out, int v) noexcept {
+/// Writes `v` in decimal without leading zeros.
+inline char* put_unsigned(char* out, std::uint64_t v) noexcept { return put_digits(out, v, digit_count(v)); }
+
+/// Writes `v` as `%d` does, or as `%<width>d` with a width: blanks in front of
+/// a shorter number.
+inline char* put_int(char* out, int v, std::size_t width = 0) noexcept {
+    const std::uint64_t u = v < 0 ? std::uint64_t(-std::int64_t(v)) : std::uint64_t(v);
+    const int n = digit_count(u);
+    const std::size_t length = std::size_t(n) + (v < 0);
+    if (width > length) {
+        std::memset(out, ' ', width - length);
+        out += width - length;
+    }
     if (v < 0) *out++ = '-';
-    return put_unsigned(out, v < 0 ? std::uint64_t(-std::int64_t(v)) : std::uint64_t(v));
+    return put_digits(out, u, n);
 }
 
 /// Right-aligns the text [out, end) in a field of `width` characters, as a
