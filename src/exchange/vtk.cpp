@@ -39,8 +39,11 @@ bool expand_mixed(const dense2D<unsigned>& m, element_type mixed, unsigned label
     dense1D<unsigned> sizes, ends, old_to_new;
     if (!sorted.copy(m)) return false;
     sort_elfes(sorted, sizes, ends, old_to_new);
-    // sort_elfes reports no storage failure: it then leaves the map short.
-    if (old_to_new.size() != m.cols() || sizes.size() != ends.size()) return false;
+    // sort_elfes reports no storage failure: it then leaves the map or the run
+    // lists short, and the last run does not end at the last column.
+    const std::size_t runs = sizes.size();
+    if (old_to_new.size() != m.cols() || ends.size() != runs || (runs ? ends[runs - 1] : 0) != sorted.cols())
+        return false;
     std::size_t first = 0;
     for (std::size_t g = 0; g < sizes.size(); first = ends[g++]) {
         const element_type type = run_type(mixed, sizes[g]);
