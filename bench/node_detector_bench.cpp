@@ -46,20 +46,7 @@ const cw::node_detector& cloud_detector() {
     return d;
 }
 
-struct meshes {
-    bool ok = false;
-    tq5::bench::real_mesh given, shuffled;
-};
-
-const meshes& real() {
-    static const meshes m = [] {
-        meshes r;
-        r.ok = tq5::bench::read_real_mesh(mesh_path, r.given);
-        if (r.ok) r.shuffled = tq5::bench::renumbered(r.given);
-        return r;
-    }();
-    return m;
-}
+const tq5::bench::real_meshes& real() { return tq5::bench::read_once(mesh_path); }
 
 void counters(benchmark::State& state, std::size_t items) {
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(items));

@@ -30,20 +30,7 @@ using tq5::bench::real_mesh;
 
 std::string mesh_path = CELLWORKS_SOURCE_DIR "/../shared/data/box-1M-tets.bin";
 
-struct meshes {
-    bool ok = false;
-    real_mesh given, shuffled;
-};
-
-const meshes& real() {
-    static const meshes m = [] {
-        meshes r;
-        r.ok = tq5::bench::read_real_mesh(mesh_path, r.given);
-        if (r.ok) r.shuffled = tq5::bench::renumbered(r.given);
-        return r;
-    }();
-    return m;
-}
+const tq5::bench::real_meshes& real() { return tq5::bench::read_once(mesh_path); }
 
 std::string temp(const char* name) {
     return (std::filesystem::temp_directory_path() / ("cellworks_viewers_" + std::to_string(getpid()) + name)).string();

@@ -113,13 +113,11 @@ void solution_columns(detail::text_out& out, const dense2D<double>& field) noexc
 int medit_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>* connect_begin,
                  const dense2D<unsigned>* connect_end, const dense1D<int>& family_types) noexcept {
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
-    const unsigned max_node = unsigned(std::min<std::size_t>(pos.cols(), NO_INDEX));
-    int rc = detail::check_families(connect_begin, connect_end, family_types, max_node);
-    if (rc != 0) return rc;
     try {
         // Sorted before the file is made, so that a storage failure leaves no file.
         std::vector<detail::family> families;
-        if ((rc = detail::expand_families(connect_begin, connect_end, family_types, families)) != 0) return rc;
+        const int rc = detail::checked_families(connect_begin, connect_end, family_types, pos.cols(), families);
+        if (rc != 0) return rc;
         std::FILE* file = std::fopen(filename, "w");
         if (!file) return -1;
         write_mesh(file, pos, families);

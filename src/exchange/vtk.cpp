@@ -74,11 +74,12 @@ int expand_families(const dense2D<unsigned>* begin, const dense2D<unsigned>* end
 }
 
 int check_families(const dense2D<unsigned>* begin, const dense2D<unsigned>* end, const dense1D<int>& family_types,
-                   unsigned max_node) noexcept {
+                   std::size_t max_node) noexcept {
     if (begin > end) return -4;
     if (family_types.size() != std::size_t(end - begin)) return -5;
+    const unsigned bound = unsigned(std::min<std::size_t>(max_node, NO_INDEX));
     for (const dense2D<unsigned>* m = begin; m < end; ++m)
-        if (!check_IDs(*m, element_type(family_types[std::size_t(m - begin)]), max_node)) return -3;
+        if (!check_IDs(*m, element_type(family_types[std::size_t(m - begin)]), bound)) return -3;
     return 0;
 }
 
@@ -182,22 +183,20 @@ int vtk_output(const char* filename, const dense2D<double>& pos, const dense2D<u
     if (!file) return -1;
     // From here on, every failure leaves the stream open.
     if (pos.rows() != 2 && pos.rows() != 3) return -2;
-    const unsigned max_node = unsigned(std::min<std::size_t>(pos.cols(), NO_INDEX));
-    int rc = detail::check_families(connect_begin, connect_end, family_types, max_node);
-    if (rc != 0) return rc;
     try {
         std::vector<detail::family> families;
-        if ((rc = detail::expand_families(connect_begin, connect_end, family_types, families)) != 0) return rc;
+        int rc = detail::checked_families(connect_begin, connect_end, family_types, pos.cols(), families);
+        if (rc != 0) return rc;
         unsigned ncells = 0;
         dense1D<unsigned> cells, cell_types;
         for (const detail::family& f : families)
             if ((rc = vtk_convert(f.connect, f.type, ncells, cells, cell_types)) != 0) return rc;
-        rc = vtk_output(file, pos, ncells, cells, cell_types);
+        vtk_output(file, pos, ncells, cells, cell_types);  // 0: the stream and rows have passed
     } catch (const std::bad_alloc&) {
         return ERR_ALLOC;
     }
     std::fclose(file);
-    return rc;
+    return 0;
 }
 
 int vtk_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& connect,

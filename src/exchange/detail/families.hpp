@@ -36,9 +36,18 @@ int expand_families(const dense2D<unsigned>* begin, const dense2D<unsigned>* end
 
 /// The checks of a range of matrices, in this order: -4 when `begin` lies
 /// behind `end`, -5 when `family_types` does not have one entry per matrix, -3
-/// when a matrix fails `check_IDs` with its type and `max_node`. 0 otherwise.
+/// when a matrix fails `check_IDs` with its type and `max_node` (clamped to
+/// `NO_INDEX`). 0 otherwise.
 int check_families(const dense2D<unsigned>* begin, const dense2D<unsigned>* end, const dense1D<int>& family_types,
-                   unsigned max_node) noexcept;
+                   std::size_t max_node) noexcept;
+
+/// `check_families`, then, when it passes, `expand_families`: the first
+/// result other than 0.
+inline int checked_families(const dense2D<unsigned>* begin, const dense2D<unsigned>* end,
+                            const dense1D<int>& family_types, std::size_t max_node, std::vector<family>& out) noexcept {
+    const int rc = check_families(begin, end, family_types, max_node);
+    return rc != 0 ? rc : expand_families(begin, end, family_types, out);
+}
 
 /// `type` as an `element_type`, `ET_UNKNOWN` when it lies outside 0 to 20.
 inline element_type to_element_type(int type) noexcept {
