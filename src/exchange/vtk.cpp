@@ -92,23 +92,21 @@ constexpr unsigned char vtk_codes[21] = {0, 0, 0, 3, 3, 0, 5, 9, 5, 9, 9, 0, 10,
 
 // The cells of the list, one a line, walked by their counts to the end of the list.
 void write_cells(detail::text_out& out, const dense1D<unsigned>& cells) noexcept {
+    // A value takes at most 12 characters: 64 of them fit the room of one `at()`.
+    constexpr std::size_t per_room = detail::text_out::room / 16;
     const unsigned* c = cells.data();
     const std::size_t size = cells.size();
     for (std::size_t i = 0; i < size;) {
-        const std::size_t n = std::min<std::size_t>(c[i], size - i - 1);
-        char* o = out.at();
-        o = detail::put_int(o, int(c[i++]));
-        *o++ = ' ';
-        out.done(o);
-        for (const std::size_t stop = i + n; i < stop; ++i) {
-            o = out.at();
-            o = detail::put_int(o, int(c[i]));
-            *o++ = ' ';
+        const std::size_t stop = i + 1 + std::min<std::size_t>(c[i], size - i - 1);
+        while (i < stop) {
+            char* o = out.at();
+            for (const std::size_t part = std::min(stop, i + per_room); i < part; ++i) {
+                o = detail::put_int(o, int(c[i]));
+                *o++ = ' ';
+            }
+            if (i == stop) *o++ = '\n';
             out.done(o);
         }
-        o = out.at();
-        *o++ = '\n';
-        out.done(o);
     }
 }
 
