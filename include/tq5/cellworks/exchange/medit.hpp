@@ -58,8 +58,8 @@ namespace cellworks {
 ///   when `connect_begin` lies behind `connect_end`; -5 when `family_types`
 ///   has not one entry per matrix; -3 when a matrix fails `check_IDs` with its
 ///   type and the columns of `pos`; `ERR_ALLOC` when a mixed matrix could not
-///   be sorted; -1 when the file cannot be opened. No file is made on a failure
-///   but -1.
+///   be sorted; -1 when the file cannot be opened. No file is made unless the
+///   arguments pass.
 CELLWORKS_API int medit_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>* connect_begin,
                                const dense2D<unsigned>* connect_end, const dense1D<int>& family_types) noexcept;
 
