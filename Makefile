@@ -1,6 +1,6 @@
 # Quick start: `make demo` and `make test`. Each installs missing Debian packages first.
 SHELL := /bin/bash
-PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev clang clang-format libclang-rt-14-dev
+PACKAGES := cmake g++ make pkg-config liblapack-dev libgtest-dev libbenchmark-dev clang clang-format libclang-rt-14-dev python3-vtk9 python3-meshio gmsh
 
 .PHONY: all deps demo test test-gcc test-clang format-check consumer bench fuzz clean
 

@@ -46,20 +46,7 @@ const cw::node_detector& cloud_detector() {
     return d;
 }
 
-struct meshes {
-    bool ok = false;
-    tq5::bench::real_mesh given, shuffled;
-};
-
-const meshes& real() {
-    static const meshes m = [] {
-        meshes r;
-        r.ok = tq5::bench::read_real_mesh(mesh_path, r.given);
-        if (r.ok) r.shuffled = tq5::bench::renumbered(r.given);
-        return r;
-    }();
-    return m;
-}
+const tq5::bench::real_meshes& real() { return tq5::bench::read_once(mesh_path); }
 
 void counters(benchmark::State& state, std::size_t items) {
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(items));
@@ -139,15 +126,7 @@ void BM_find_closest_mesh(benchmark::State& state, bool shuffled) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // --mesh=PATH is ours; the rest goes to the benchmark library.
-    int kept = 1;
-    for (int k = 1; k < argc; ++k) {
-        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
-            mesh_path = argv[k] + 7;
-        else
-            argv[kept++] = argv[k];
-    }
-    argc = kept;
+    tq5::bench::take_mesh_argument(argc, argv, mesh_path);
     auto ms = [](benchmark::internal::Benchmark* b) { b->Unit(benchmark::kMillisecond)->UseRealTime(); };
     ms(benchmark::RegisterBenchmark("build/uniform1M", BM_build_uniform));
     ms(benchmark::RegisterBenchmark("find_closest/uniform1M/1M_points", BM_find_closest_uniform));

@@ -73,5 +73,37 @@ inline real_mesh renumbered(const real_mesh& m, std::uint64_t seed = 20240601) {
     return r;
 }
 
+// A mesh in the generator's numbering and its renumbered copy; `ok` is false
+// when the file could not be read.
+struct real_meshes {
+    bool ok = false;
+    real_mesh given, shuffled;
+};
+
+// The mesh of `path` and its copy, read on the first call and kept: later
+// calls return the same, whatever their path.
+inline const real_meshes& read_once(const std::string& path) {
+    static const real_meshes m = [&path] {
+        real_meshes r;
+        r.ok = read_real_mesh(path, r.given);
+        if (r.ok) r.shuffled = renumbered(r.given);
+        return r;
+    }();
+    return m;
+}
+
+// Takes `--mesh=PATH` out of the command line into `path`, so that the
+// benchmark library sees only its own arguments.
+inline void take_mesh_argument(int& argc, char** argv, std::string& path) {
+    int kept = 1;
+    for (int k = 1; k < argc; ++k) {
+        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
+            path = argv[k] + 7;
+        else
+            argv[kept++] = argv[k];
+    }
+    argc = kept;
+}
+
 }  // namespace bench
 }  // namespace tq5

@@ -36,5 +36,8 @@
 #include <tq5/cellworks/editing/node_detector.hpp>
 #include <tq5/cellworks/editing/transforms.hpp>
 
+#include <tq5/cellworks/exchange/ensight.hpp>
+#include <tq5/cellworks/exchange/medit.hpp>
 #include <tq5/cellworks/exchange/obj.hpp>
 #include <tq5/cellworks/exchange/stl.hpp>
+#include <tq5/cellworks/exchange/vtk.hpp>

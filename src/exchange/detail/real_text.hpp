@@ -3,7 +3,8 @@
 // - `scan_real` and `scan_int` accept what `std::istream >> double` and
 //   `>> int` accept (libstdc++ with the classic locale), consume the same
 //   characters and fail in the same cases;
-// - `put_e8` writes what `printf("%.8e")` writes.
+// - `put_e`, `put_f6` and `put_int` write what `printf("%.8e")` and its
+//   kin, `%f` and `%d` write.
 // Fast paths cover the common numbers, in exact arithmetic; the others go to
 // strtod and snprintf, as the stream functions themselves do. Both depend on
 // LC_NUMERIC being "C".
@@ -133,16 +134,70 @@ inline bool scan_int(const char*& p, const char* end, int& value) noexcept {
 
 /// Room that `put_e8` may need.
 constexpr std::size_t e8_room = 32;
+/// Room that `put_f6` may need: "-", 309 digits, ".", 6 digits.
+constexpr std::size_t f6_room = 320;
+
+/// 10^k for k = 0 .. 9 as integers.
+constexpr std::uint32_t powers_of_ten_u32[10] = {1u,      10u,      100u,      1000u,      10000u,
+                                                 100000u, 1000000u, 10000000u, 100000000u, 1000000000u};
+
+/// The two digits of 0 .. 99, one pair after the other.
+constexpr char digit_pairs[] =
+    "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+    "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
+
+/// Writes the `n` lowest decimal digits of `v`, zero-padded, at `out`.
+inline char* put_digits(char* out, std::uint64_t v, int n) noexcept {
+    for (int i = n; i >= 2; i -= 2, v /= 100) std::memcpy(out + i - 2, digit_pairs + 2 * (v % 100), 2);
+    if (n & 1) out[0] = char('0' + v % 10);
+    return out + n;
+}
+
+/// The number of decimal digits of `v`, 1 for 0.
+inline int digit_count(std::uint64_t v) noexcept {
+    int n = 1;
+    for (; v >= 100; v /= 100) n += 2;
+    return n + (v >= 10);
+}
+
+/// Writes `v` in decimal without leading zeros.
+inline char* put_unsigned(char* out, std::uint64_t v) noexcept { return put_digits(out, v, digit_count(v)); }
+
+/// Writes `v` as `%d` does, or as `%<width>d` with a width: blanks in front of
+/// a shorter number.
+inline char* put_int(char* out, int v, std::size_t width = 0) noexcept {
+    const std::uint64_t u = v < 0 ? std::uint64_t(-std::int64_t(v)) : std::uint64_t(v);
+    const int n = digit_count(u);
+    const std::size_t length = std::size_t(n) + (v < 0);
+    if (width > length) {
+        std::memset(out, ' ', width - length);
+        out += width - length;
+    }
+    if (v < 0) *out++ = '-';
+    return put_digits(out, u, n);
+}
+
+/// Right-aligns the text [out, end) in a field of `width` characters, as a
+/// printf width does; a longer text stays as it is. Returns the new end.
+inline char* pad_left(char* out, char* end, std::size_t width) noexcept {
+    const std::size_t n = std::size_t(end - out);
+    if (n >= width) return end;
+    std::memmove(out + (width - n), out, n);
+    std::memset(out, ' ', width - n);
+    return out + width;
+}
 
 #if defined(__SIZEOF_INT128__)
 __extension__ typedef unsigned __int128 e8_wide;
 
-/// The nine digits of |x| rounded as `%.8e` rounds them, and the decimal
-/// exponent, for finite x with 1e-19 <= |x| < 1e35. With x = m 2^q (m an
-/// integer below 2^53) and 10^(8-e) = 5^k 2^k, the scaled value is the exact
-/// fraction m 5^k 2^(q+k), or m 2^q / 10^-k, in 128-bit integers: the integer
-/// part and the remainder decide the rounding, halves going to the even digit.
-inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
+/// The D digits of |x| rounded as `%.(D-1)e` rounds them, and the decimal
+/// exponent, for finite x with 1e-19 <= |x| < 1e35 and 6 <= D <= 9. With
+/// x = m 2^q (m an integer below 2^53) and 10^(D-1-e) = 5^k 2^k, the scaled
+/// value is the exact fraction m 5^k 2^(q+k), or m 2^q / 10^-k, in 128-bit
+/// integers: the integer part and the remainder decide the rounding, halves
+/// going to the even digit.
+template <int D> bool e_digits(double a, std::uint32_t& digits, int& e) noexcept {
+    static_assert(D >= 6 && D <= 9, "the shifts below hold for 6 to 9 digits");
     std::uint64_t bits;
     std::memcpy(&bits, &a, sizeof bits);
     const int biased = int(bits >> 52 & 0x7FF);
@@ -152,7 +207,7 @@ inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
     const int t = biased - 1023;
     e = t >= 0 ? (t * 78913) >> 18 : -((-t * 78913) >> 18) - 1;
     for (int tries = 0; tries < 2; ++tries) {
-        const int k = 8 - e;
+        const int k = D - 1 - e;
         e8_wide whole, rest, unit;  // whole + rest / unit
         if (k >= 0) {
             static constexpr std::uint64_t fives[28] = {1ull,
@@ -185,7 +240,7 @@ inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
                                                         7450580596923828125ull};
             e8_wide p = e8_wide(m) * fives[k < 27 ? k : 27];
             if (k == 28) p *= 5;
-            const int shift = -(q + k);  // 26 <= shift < 128 in the accepted range
+            const int shift = -(q + k);  // 0 < shift < 128 in the accepted range
             whole = p >> shift;
             rest = p & ((e8_wide(1) << shift) - 1);
             unit = e8_wide(1) << shift;
@@ -198,51 +253,78 @@ inline bool e8_digits(double a, std::uint32_t& digits, int& e) noexcept {
             rest = num % den;
             unit = den;
         }
-        if (whole >= 1000000000u) {
+        if (whole >= powers_of_ten_u32[D]) {
             ++e;
             continue;
         }
         std::uint32_t r = std::uint32_t(whole);
         if (rest > unit - rest || (rest == unit - rest && (r & 1))) ++r;
-        if (r == 1000000000u) {
-            r = 100000000u;
+        if (r == powers_of_ten_u32[D]) {
+            r = powers_of_ten_u32[D - 1];
             ++e;
         }
         digits = r;
-        return r >= 100000000u;
+        return r >= powers_of_ten_u32[D - 1];
     }
     return false;
 }
 #endif
 
-/// Writes `x` as `%.8e` does, without a terminating zero, at `out`, which has
-/// room for `e8_room` characters. Returns the end of the text.
-inline char* put_e8(char* out, double x) noexcept {
+/// Writes `x` as `%.(D-1)e` does (`%.(D-1)E` when `upper`), without a
+/// terminating zero, at `out`, which has room for `e8_room` characters.
+/// Returns the end of the text.
+template <int D, bool upper> char* put_e(char* out, double x) noexcept {
 #if defined(__SIZEOF_INT128__)
     const double a = std::fabs(x);
     std::uint32_t r;
     int e;
-    if (a == 0 || (a >= 1e-19 && a < 1e35 && e8_digits(a, r, e))) {
+    if (a == 0 || (a >= 1e-19 && a < 1e35 && e_digits<D>(a, r, e))) {
         if (a == 0) r = 0, e = 0;
-        static constexpr char pairs[] =
-            "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
-            "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
         char* o = out;
         if (std::signbit(x)) *o++ = '-';
-        const std::uint32_t low = r % 100000000u, high = low / 10000u, rest = low % 10000u;
-        o[0] = char('0' + r / 100000000u);
+        o[0] = char('0' + r / powers_of_ten_u32[D - 1]);
         o[1] = '.';
-        std::memcpy(o + 2, pairs + 2 * (high / 100u), 2);
-        std::memcpy(o + 4, pairs + 2 * (high % 100u), 2);
-        std::memcpy(o + 6, pairs + 2 * (rest / 100u), 2);
-        std::memcpy(o + 8, pairs + 2 * (rest % 100u), 2);
-        o[10] = 'e';
-        o[11] = e < 0 ? '-' : '+';
-        std::memcpy(o + 12, pairs + 2 * (e < 0 ? -e : e), 2);
-        return o + 14;
+        o = put_digits(o + 2, r, D - 1);
+        o[0] = upper ? 'E' : 'e';
+        o[1] = e < 0 ? '-' : '+';
+        std::memcpy(o + 2, digit_pairs + 2 * (e < 0 ? -e : e), 2);
+        return o + 4;
     }
 #endif
-    const int n = std::snprintf(out, e8_room, "%.8e", x);
+    static constexpr char format[] = {'%', '.', char('0' + D - 1), upper ? 'E' : 'e', '\0'};
+    const int n = std::snprintf(out, e8_room, format, x);
+    return out + (n > 0 ? n : 0);
+}
+
+/// Writes `x` as `%.8e` does; see `put_e`.
+inline char* put_e8(char* out, double x) noexcept { return put_e<9, false>(out, x); }
+
+/// Writes `x` as `%f` does, at `out`, which has room for `f6_room`
+/// characters. Returns the end of the text. Below 1e12 the six decimals are
+/// x 10^6 rounded in exact integers, halves to even: with x = m 2^q,
+/// x 10^6 = m 5^6 / 2^-(q+6), and -(q+6) lies between 7 and 76 there.
+inline char* put_f6(char* out, double x) noexcept {
+#if defined(__SIZEOF_INT128__)
+    const double a = std::fabs(x);
+    if (a < 1e12) {
+        std::uint64_t n = 0;  // a 10^6, rounded; 0 below 2^-30
+        if (a >= 0x1p-30) {
+            std::uint64_t bits;
+            std::memcpy(&bits, &a, sizeof bits);
+            const std::uint64_t m = (bits & ((std::uint64_t(1) << 52) - 1)) | std::uint64_t(1) << 52;
+            const int shift = -(int(bits >> 52 & 0x7FF) - 1075 + 6);
+            const e8_wide p = e8_wide(m) * 15625u, unit = e8_wide(1) << shift, rest = p & (unit - 1);
+            n = std::uint64_t(p >> shift);
+            if (rest > unit - rest || (rest == unit - rest && (n & 1))) ++n;
+        }
+        char* o = out;
+        if (std::signbit(x)) *o++ = '-';
+        o = put_unsigned(o, n / 1000000u);
+        *o++ = '.';
+        return put_digits(o, n % 1000000u, 6);
+    }
+#endif
+    const int n = std::snprintf(out, f6_room, "%f", x);
     return out + (n > 0 ? n : 0);
 }
 
