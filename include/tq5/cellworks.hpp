@@ -36,5 +36,6 @@
 #include <tq5/cellworks/editing/node_detector.hpp>
 #include <tq5/cellworks/editing/transforms.hpp>
 
+#include <tq5/cellworks/exchange/femap.hpp>
 #include <tq5/cellworks/exchange/obj.hpp>
 #include <tq5/cellworks/exchange/stl.hpp>
