@@ -13,19 +13,19 @@
 
 #include "detail/deck_families.hpp"
 #include "detail/real_text.hpp"
+#include "detail/text_files.hpp"
 
 namespace tq5 {
 namespace cellworks {
 
 namespace {
 
+using detail::file_ptr;
 using detail::is_blank;
 using detail::is_digit;
-
-struct file_closer {
-    void operator()(std::FILE* f) const noexcept { std::fclose(f); }
-};
-using file_ptr = std::unique_ptr<std::FILE, file_closer>;
+using detail::put_text;
+using detail::put_unsigned;
+using detail::text_writer;
 
 // The element kinds of the records: topology code, and for each library node
 // k the slot (0 to 19) that holds it. Reader and writer use the same table.
@@ -61,33 +61,21 @@ struct text {
     const char* end = nullptr;
 };
 
-// The lines of a file, read in blocks and handed out as std::getline hands
-// them out: without their '\n'; the last one also when no '\n' ends it. After
-// the end a read fails and leaves the caller's line as it was, except for the
-// first failing read of a file whose last line was ended, which empties it.
+// The lines of a file as std::getline hands them out: after the end a read
+// fails and leaves the caller's line as it was, except for the first failing
+// read of a file whose last line was ended, which empties it.
 class line_source {
 public:
-    explicit line_source(std::FILE* file) : file_(file), buffer_(new char[size_]) {}
+    explicit line_source(std::FILE* file) : lines_(file) {}
 
-    // Throws std::bad_alloc for a line longer than the buffer when a bigger
-    // one cannot be had.
+    // Throws std::bad_alloc for a line that cannot be held.
     bool get(text& line) {
         if (!good_) return false;
-        for (;;) {
-            char* const first = buffer_.get() + first_;
-            if (void* nl = std::memchr(first, '\n', last_ - first_)) {
-                line = {first, static_cast<char*>(nl)};
-                first_ = std::size_t(line.end - buffer_.get()) + 1;
-                return true;
-            }
-            if (at_end_) {
-                good_ = false;
-                line = {first, buffer_.get() + last_};
-                first_ = last_;
-                return line.begin != line.end;
-            }
-            refill();
-        }
+        bool ended = false;
+        const bool got = lines_.next(line.begin, line.end, ended);
+        if (!got) line = {};
+        good_ = got && ended;
+        return got;
     }
 
     void skip(int lines) {
@@ -96,28 +84,8 @@ public:
     }
 
 private:
-    // Moves the unfinished line to the front, doubles a full buffer, reads on.
-    // A read error counts as the end of the file.
-    void refill() {
-        std::memmove(buffer_.get(), buffer_.get() + first_, last_ - first_);
-        last_ -= first_;
-        first_ = 0;
-        if (last_ == size_) {
-            std::unique_ptr<char[]> bigger(new char[2 * size_]);
-            std::memcpy(bigger.get(), buffer_.get(), last_);
-            buffer_ = std::move(bigger);
-            size_ *= 2;
-        }
-        const std::size_t got = std::fread(buffer_.get() + last_, 1, size_ - last_, file_);
-        last_ += got;
-        at_end_ = got == 0;
-    }
-
-    std::FILE* file_;
-    std::size_t size_ = std::size_t(1) << 18;
-    std::unique_ptr<char[]> buffer_;
-    std::size_t first_ = 0, last_ = 0;
-    bool at_end_ = false, good_ = true;
+    detail::line_reader lines_;
+    bool good_ = true;
 };
 
 // Whether `line` is `word` once its blanks are taken out.
@@ -281,55 +249,15 @@ int read_femap(const char* filename, dense2D<double>& pos, dense2D<unsigned>& co
     return code;
 }
 
-// Text gathered in a buffer and written out in blocks. Each record is built
-// in place, where `record_room` characters are free.
-class text_writer {
-public:
-    static constexpr std::size_t record_room = 512;
-
-    explicit text_writer(std::FILE* file) : file_(file), buffer_(new char[size + record_room]) {}
-    ~text_writer() { flush(); }
-
-    char* record() {
-        if (used_ > size) flush();
-        return buffer_.get() + used_;
-    }
-    void done(char* end) { used_ = std::size_t(end - buffer_.get()); }
-
-private:
-    static constexpr std::size_t size = std::size_t(1) << 18;
-    void flush() {
-        std::fwrite(buffer_.get(), 1, used_, file_);
-        used_ = 0;
-    }
-    std::FILE* file_;
-    std::unique_ptr<char[]> buffer_;
-    std::size_t used_ = 0;
-};
-
-template <std::size_t N> char* put(char* out, const char (&s)[N]) {
-    std::memcpy(out, s, N - 1);
-    return out + N - 1;
-}
-
-char* put(char* out, std::uint64_t v) {
-    char digits[20];
-    int n = 0;
-    do digits[n++] = char('0' + v % 10);
-    while (v /= 10);
-    while (n) *out++ = digits[--n];
-    return out;
-}
-
 // As a C++ stream writes a double by default: "%.6g" of the classic locale.
-char* put(char* out, double x) { return std::to_chars(out, out + 32, x, std::chars_format::general, 6).ptr; }
+char* put_real(char* out, double x) { return std::to_chars(out, out + 32, x, std::chars_format::general, 6).ptr; }
 
 void write_nodes(text_writer& out, const dense2D<double>& pos) {
     for (std::size_t i = 0; i < pos.cols(); ++i) {
         const double* x = &pos(0, i);
-        char* o = put(put(out.record(), std::uint64_t(i)), ",0,0,1,0,0,0,0,0,0,0,");
-        o = put(put(put(put(put(o, x[0]), ","), x[1]), ","), x[2]);
-        out.done(put(o, ",0,\n"));
+        char* o = put_text(put_unsigned(out.line(), i), ",0,0,1,0,0,0,0,0,0,0,");
+        for (int k = 0; k < 3; ++k) *(o = put_real(o, x[k]))++ = ',';
+        out.done(put_text(o, "0,\n"));
     }
 }
 
@@ -341,31 +269,34 @@ void write_elements(text_writer& out, const dense2D<unsigned>& connect, const de
         const unsigned* column = &connect(0, j);
         unsigned slots[20] = {};
         for (std::size_t k = 0; k < nodes; ++k) slots[t.slot[k]] = column[k];
-        char* o = put(put(put(out.record(), std::uint64_t(j)), ","), std::uint64_t(property_ids[j]));
-        o = put(put(put(o, ",0,32,"), std::uint64_t(t.code)), ",1,0,0,0,0,0,0,0,\n");
+        char* o = put_unsigned(out.line(), j);
+        *o++ = ',';
+        o = put_text(put_unsigned(put_text(put_unsigned(o, property_ids[j]), ",0,32,"), unsigned(t.code)),
+                     ",1,0,0,0,0,0,0,0,\n");
         for (std::size_t s = 0; s < 20; ++s) {
-            o = put(put(o, std::uint64_t(slots[s])), ",");
+            *(o = put_unsigned(o, slots[s]))++ = ',';
             if (s % 10 == 9) *o++ = '\n';
         }
-        out.done(put(o, "0.,0.,0.,0,0,0,0,0,0,\n0.,0.,0.,\n0.,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\n"));
+        out.done(put_text(o, "0.,0.,0.,0,0,0,0,0,0,\n0.,0.,0.,\n0.,0.,0.,\n0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,\n"));
     }
 }
 
 void write_femap(std::FILE* file, const dense2D<double>& pos, const dense2D<unsigned>& connect,
                  const dense1D<unsigned>& starts, const dense1D<int>& types, const dense1D<unsigned>& property_ids) {
-    static const char stars[] = "*********************************\n";
+    const char* const stars = "*********************************\n";
     text_writer out(file);
-    out.done(put(put(put(put(out.record(), stars), "*********** NODES ***************\n"), stars), "-1\n403\n"));
+    char* o = put_text(put_text(put_text(out.line(), stars), "*********** NODES ***************\n"), stars);
+    out.done(put_text(o, "-1\n403\n"));
     write_nodes(out, pos);
-    char* o = put(put(out.record(), "-1\n"), stars);
-    out.done(put(put(put(o, "********* ELEMENTS **************\n"), stars), "-1\n404\n"));
+    o = put_text(put_text(put_text(out.line(), "-1\n"), stars), "********* ELEMENTS **************\n");
+    out.done(put_text(put_text(o, stars), "-1\n404\n"));
     for (std::size_t k = 0; k < types.size(); ++k) {
         if (starts[k] == starts[k + 1]) continue;
         const element_type type = detail::resolve_family(connect, starts[k], element_type(types[k]));
         if (const topology* t = find_topology(&topology::type, type))
             write_elements(out, connect, property_ids, starts[k], starts[k + 1], *t);
     }
-    out.done(put(out.record(), "-1\n"));
+    out.done(put_text(out.line(), "-1\n"));
 }
 
 }  // namespace
