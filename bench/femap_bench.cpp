@@ -188,15 +188,7 @@ void BM_fgets_sscanf(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // --mesh=PATH is ours; the rest goes to the benchmark library.
-    int kept = 1;
-    for (int k = 1; k < argc; ++k) {
-        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
-            mesh_path = argv[k] + 7;
-        else
-            argv[kept++] = argv[k];
-    }
-    argc = kept;
+    tq5::bench::take_mesh_argument(argc, argv, mesh_path);
     for (auto* b : {benchmark::RegisterBenchmark("FEMAP_output/box1M", BM_FEMAP_output),
                     benchmark::RegisterBenchmark("fprintf_lines/box1M", BM_fprintf_lines),
                     benchmark::RegisterBenchmark("FEMAP_input/box1M", BM_FEMAP_input),

@@ -6,7 +6,6 @@
 // The mesh file is given by `--mesh=PATH` (taken out before the benchmark
 // library reads the arguments); by default `../shared/data/box-1M-tets.bin`
 // beside the source tree. Without it the mesh cases are skipped with a message.
-#include <cstring>
 #include <random>
 #include <string>
 
@@ -139,15 +138,7 @@ void BM_find_closest_mesh(benchmark::State& state, bool shuffled) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // --mesh=PATH is ours; the rest goes to the benchmark library.
-    int kept = 1;
-    for (int k = 1; k < argc; ++k) {
-        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
-            mesh_path = argv[k] + 7;
-        else
-            argv[kept++] = argv[k];
-    }
-    argc = kept;
+    tq5::bench::take_mesh_argument(argc, argv, mesh_path);
     auto ms = [](benchmark::internal::Benchmark* b) { b->Unit(benchmark::kMillisecond)->UseRealTime(); };
     ms(benchmark::RegisterBenchmark("build/uniform1M", BM_build_uniform));
     ms(benchmark::RegisterBenchmark("find_closest/uniform1M/1M_points", BM_find_closest_uniform));
