@@ -145,15 +145,17 @@ CELLWORKS_API int FEMAP_input(const char* filename, dense2D<double>& pos, dense2
 /// @param[in] connect      element columns; the rows that a type has nodes
 ///                         are read. Node ids are written as they stand.
 /// @param[in] family_starts, family_types, property_ids  as the reader gives
-///                         them; `family_starts` rising within the columns.
-/// @return 0, also when `connect` is empty (the empty file stays, even where
-///   it could not be created); -1 when the file cannot be created; -2 unless
-///   `pos` has 3 rows; -5 when `family_starts` is not one longer than
-///   `family_types` or does not rise within the columns; -6 when
+///                         them; `family_starts` never falling, within the
+///                         columns.
+/// @return 0, also when `connect` is empty: the file is then left empty, and
+///   a path that cannot be created is not reported; -1 when the file cannot
+///   be created; -2 unless `pos` has 3 rows; -5 when `family_starts` is not
+///   one longer than `family_types`, falls, or passes the columns; -6 when
 ///   `property_ids` is not one per column; -3 when a family's type is not an
-///   `element_type`, has more nodes than `connect` has rows, or its columns
-///   are not of that type's shape; `ERR_ALLOC` when no room for the text could
-///   be had. A failure to write, such as a full disk, is not reported.
+///   `element_type`, when a family with columns has more nodes than `connect`
+///   has rows, or when its columns are not of that type's shape; `ERR_ALLOC`
+///   when no room for the text could be had. A failure to write, such as a
+///   full disk, is not reported.
 CELLWORKS_API int FEMAP_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& connect,
                                const dense1D<unsigned>& family_starts, const dense1D<int>& family_types,
                                const dense1D<unsigned>& property_ids) noexcept;
