@@ -129,18 +129,14 @@ TEST_F(Femap, ShortReaderForms) {
     EXPECT_EQ(m1.cols() * 100 + fe1, 100u + cw::ET_TRIA3);
 }
 
-// Property ids are `atoi` of their field, whatever the text.
+// Property ids are `atoi` of their field, whatever the text (the round trip
+// reads random ones).
 TEST_F(Femap, IntegersAsAtoi) {
     // clang-format off
-    std::vector<std::string> words = {" 7", "\t-12x", "+-3", "0x10", " ", "-", "\v\f\r+0012", "2147483648",
+    const std::vector<std::string> words = {" 7", "\t-12x", "+-3", "0x10", " ", "-", "\v\f\r+0012", "2147483648",
         "-2147483649", "4294967297", "9223372036854775807", "9223372036854775808", "-9223372036854775808",
-        "-9223372036854775809", "99999999999999999999999"};
+        "-9223372036854775809", "18446744073709551617", "99999999999999999999999", "000000000000000000000012"};
     // clang-format on
-    std::mt19937 rng(4);
-    for (int i = 0; i < 300; ++i) {
-        words.push_back(std::string(rng() % 3, ' ') + "+-"[rng() % 2]);
-        for (unsigned n = rng() % 25; n--;) words.back() += char('0' + rng() % 10);
-    }
     std::string file = "404\n";
     for (const auto& w : words) file += record(2, w);
     const deck d = read(put(file));
