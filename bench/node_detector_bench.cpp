@@ -6,7 +6,6 @@
 // The mesh file is given by `--mesh=PATH` (taken out before the benchmark
 // library reads the arguments); by default `../shared/data/box-1M-tets.bin`
 // beside the source tree. Without it the mesh cases are skipped with a message.
-#include <cstring>
 #include <random>
 #include <string>
 

@@ -26,6 +26,19 @@ struct real_mesh {
     dense2D<unsigned> tets;  // 4 x #tetrahedra
 };
 
+// Takes `--mesh=PATH` out of the command line into `path`, before the
+// benchmark library reads the other arguments.
+inline void take_mesh_argument(int& argc, char** argv, std::string& path) {
+    int kept = 1;
+    for (int k = 1; k < argc; ++k) {
+        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
+            path = argv[k] + 7;
+        else
+            argv[kept++] = argv[k];
+    }
+    argc = kept;
+}
+
 // Reads `path` into `m`; false (with `m` cleared) when the file is missing,
 // malformed or too large for memory.
 inline bool read_real_mesh(const std::string& path, real_mesh& m) {
@@ -90,19 +103,6 @@ inline const real_meshes& read_once(const std::string& path) {
         return r;
     }();
     return m;
-}
-
-// Takes `--mesh=PATH` out of the command line into `path`, so that the
-// benchmark library sees only its own arguments.
-inline void take_mesh_argument(int& argc, char** argv, std::string& path) {
-    int kept = 1;
-    for (int k = 1; k < argc; ++k) {
-        if (std::strncmp(argv[k], "--mesh=", 7) == 0)
-            path = argv[k] + 7;
-        else
-            argv[kept++] = argv[k];
-    }
-    argc = kept;
 }
 
 }  // namespace bench

@@ -37,6 +37,7 @@
 #include <tq5/cellworks/editing/transforms.hpp>
 
 #include <tq5/cellworks/exchange/ensight.hpp>
+#include <tq5/cellworks/exchange/femap.hpp>
 #include <tq5/cellworks/exchange/medit.hpp>
 #include <tq5/cellworks/exchange/obj.hpp>
 #include <tq5/cellworks/exchange/stl.hpp>

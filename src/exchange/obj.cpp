@@ -8,19 +8,20 @@
 #include <new>
 
 #include "detail/real_text.hpp"
+#include "detail/text_files.hpp"
 
 namespace tq5 {
 namespace cellworks {
 
 namespace {
 
+using detail::file_ptr;
 using detail::is_blank;
+using detail::line_reader;
+using detail::put_text;
+using detail::put_unsigned;
 using detail::skip_blanks;
-
-struct file_closer {
-    void operator()(std::FILE* f) const noexcept { std::fclose(f); }
-};
-using file_ptr = std::unique_ptr<std::FILE, file_closer>;
+using detail::text_writer;
 
 // Appends one column of N values, growing by doubling with at least 4
 // columns. A matrix that holds columns keeps its height.
@@ -43,63 +44,6 @@ bool append_column(dense2D<double>& m, const double* v, std::size_t n) noexcept 
         default: return append_column<3>(m, v);
     }
 }
-
-// The lines of a file read in blocks, as std::getline hands them out: a line
-// ends before a '\n', or at the end of the file when no '\n' follows; an
-// empty rest after the last '\n' is no line.
-class line_reader {
-public:
-    // 64 KiB: a read is a few hundred lines, and a small file costs little.
-    explicit line_reader(std::FILE* file) : file_(file), buffer_(new char[1u << 16]), size_(1u << 16) {}
-
-    // The next line in [begin, end); `ended` tells whether a '\n' closed it.
-    // False when no line is left. Throws std::bad_alloc for a line that does
-    // not fit the buffer when a bigger one cannot be had.
-    bool next(const char*& begin, const char*& end, bool& ended) {
-        for (;;) {
-            char* const first = buffer_.get() + first_;
-            if (void* nl = std::memchr(first, '\n', last_ - first_)) {
-                begin = first;
-                end = static_cast<char*>(nl);
-                first_ = std::size_t(end - buffer_.get()) + 1;
-                ended = true;
-                return true;
-            }
-            if (at_end_) {
-                if (first_ == last_) return false;
-                begin = first;
-                end = buffer_.get() + last_;
-                first_ = last_;
-                ended = false;
-                return true;
-            }
-            refill();
-        }
-    }
-
-private:
-    // Moves the unfinished line to the front, doubles a full buffer, reads on.
-    // A read error counts as the end of the file.
-    void refill() {
-        std::memmove(buffer_.get(), buffer_.get() + first_, last_ - first_);
-        last_ -= first_;
-        first_ = 0;
-        if (last_ == size_) {
-            std::unique_ptr<char[]> bigger(new char[2 * size_]);
-            std::memcpy(bigger.get(), buffer_.get(), last_);
-            buffer_ = std::move(bigger);
-            size_ *= 2;
-        }
-        const std::size_t got = std::fread(buffer_.get() + last_, 1, size_ - last_, file_);
-        last_ += got;
-        at_end_ = got == 0;
-    }
-
-    std::FILE* file_;
-    std::unique_ptr<char[]> buffer_;
-    std::size_t size_, first_ = 0, last_ = 0;
-    bool at_end_ = false;
-};
 
 struct obj_reader {
     dense2D<double>& pos;
@@ -193,47 +137,6 @@ struct obj_reader {
         return (n == 3 ? append_column<3>(tria, c) : append_column<4>(quad, c)) ? 0 : ERR_ALLOC;
     }
 };
-
-// Text gathered in a buffer and written out in blocks. Each line is built in
-// place, where `line_room` characters are free.
-class text_writer {
-public:
-    static constexpr std::size_t line_room = 256;
-
-    explicit text_writer(std::FILE* file) : file_(file), buffer_(new char[size + line_room]) {}
-    ~text_writer() { flush(); }
-
-    char* line() {
-        if (used_ > size) flush();
-        return buffer_.get() + used_;
-    }
-    void done(char* end) { used_ = std::size_t(end - buffer_.get()); }
-
-private:
-    static constexpr std::size_t size = 1u << 16;
-    void flush() {
-        std::fwrite(buffer_.get(), 1, used_, file_);
-        used_ = 0;
-    }
-    std::FILE* file_;
-    std::unique_ptr<char[]> buffer_;
-    std::size_t used_ = 0;
-};
-
-char* put_text(char* out, const char* text) {
-    const std::size_t n = std::strlen(text);
-    std::memcpy(out, text, n);
-    return out + n;
-}
-
-char* put_unsigned(char* out, unsigned v) {
-    char digits[10];
-    int n = 0;
-    do digits[n++] = char('0' + v % 10);
-    while (v /= 10);
-    while (n) *out++ = digits[--n];
-    return out;
-}
 
 // One line per column, each real followed by a blank; `three` closes a
 // 2-row column with 0.
