@@ -101,9 +101,9 @@ void run_sort_baseline(benchmark::State& state, const block& m, const cw::detail
 }
 
 void BM_get_neighbors_tetra(benchmark::State& s) { run_get_neighbors(s, tetra_block()); }
-void BM_sort_pairing_tetra(benchmark::State& s) { run_sort_baseline(s, tetra_block(), cw::detail::tetra_face); }
+void BM_sort_pairing_tetra(benchmark::State& s) { run_sort_baseline(s, tetra_block(), cw::detail::tetra_faces); }
 void BM_get_neighbors_hexa(benchmark::State& s) { run_get_neighbors(s, hexa_block()); }
-void BM_sort_pairing_hexa(benchmark::State& s) { run_sort_baseline(s, hexa_block(), cw::detail::hexa_face); }
+void BM_sort_pairing_hexa(benchmark::State& s) { run_sort_baseline(s, hexa_block(), cw::detail::hexa_faces); }
 
 }  // namespace
 
