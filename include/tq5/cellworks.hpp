@@ -39,6 +39,7 @@
 #include <tq5/cellworks/exchange/ensight.hpp>
 #include <tq5/cellworks/exchange/femap.hpp>
 #include <tq5/cellworks/exchange/medit.hpp>
+#include <tq5/cellworks/exchange/nastran.hpp>
 #include <tq5/cellworks/exchange/obj.hpp>
 #include <tq5/cellworks/exchange/stl.hpp>
 #include <tq5/cellworks/exchange/vtk.hpp>
