@@ -43,3 +43,5 @@
 #include <tq5/cellworks/exchange/obj.hpp>
 #include <tq5/cellworks/exchange/stl.hpp>
 #include <tq5/cellworks/exchange/vtk.hpp>
+
+#include <tq5/cellworks/quality/shape_qualities.hpp>
