@@ -242,4 +242,29 @@ TEST_F(Nastran, WriterQuirksAndCodes) {
     EXPECT_EQ(cw::NASTRAN_output(path().c_str(), pos, mixed, starts, fams, props), -3);
 }
 
+// Decks written by gmsh (tests/data/nastran, made by make_decks.sh there).
+TEST_F(Nastran, ReadsGeneratorDecksOnceTheyHaveABulkLine) {
+    auto source = [](const char* name) {
+        std::ifstream in(std::string(CELLWORKS_TEST_DATA "/nastran/") + name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+    const std::string free_deck = source("part_tets_free.bdf"), small_deck = source("part_tris_small.bdf");
+    ASSERT_FALSE(free_deck.empty());
+    deck d;
+    EXPECT_EQ(d.read(put(free_deck)), -1);  // no "BEGIN BULK"
+    ASSERT_EQ(d.read(put("BEGIN BULK\n" + free_deck)), 0);
+    EXPECT_EQ(d.pos.cols(), 243u);
+    EXPECT_EQ(d.pos(0, 1), 2.5);
+    ASSERT_EQ(d.fams.size(), 3u);
+    const int fams[] = {cw::ET_BAR2, cw::ET_TRIA3, cw::ET_TETRA4};
+    const unsigned starts[] = {0, 85, 545, 1191};
+    for (unsigned k = 0; k < 3; ++k) EXPECT_EQ(d.fams[k], fams[k]);
+    for (unsigned k = 0; k < 4; ++k) EXPECT_EQ(d.starts[k], starts[k]);
+    // Small field with left-justified ids: the elements read, the grid
+    // coordinates are shifted out of their columns.
+    ASSERT_EQ(d.read(put("BEGIN BULK\n" + small_deck)), 0);
+    EXPECT_EQ(d.connect.cols(), 545u);
+    EXPECT_NE(d.pos(0, 1), 2.5);
+}
+
 }  // namespace

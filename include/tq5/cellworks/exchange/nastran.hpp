@@ -33,8 +33,9 @@
 ///
 /// Limitations of the reader:
 /// - Lines before "BEGIN BULK" and from the line holding "ENDDATA" on are not
-///   read; a deck without "BEGIN BULK" is refused (-1). Lines that start with
-///   "$" are comments everywhere.
+///   read; a deck without "BEGIN BULK" is refused (-1). Some generators (gmsh
+///   among them) write none: add the line in front of their cards. Lines that
+///   start with "$" are comments everywhere.
 /// - Continuation lines are followed only for an element card whose name
 ///   carries a star ("CHEXA*"): one more line. Any other continuation, such as
 ///   a CHEXA whose last two nodes stand on a "+" line, is dropped: those nodes
