@@ -305,24 +305,15 @@ int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>&
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connectM1,
                   dense2D<unsigned>& connectM2, element_type& FE1, element_type& FE2) noexcept {
-    dense2D<unsigned> connect;
-    dense1D<unsigned> starts, property_ids;
-    dense1D<int> types;
-    const int code = read_nastran(filename, pos, connect, starts, types, property_ids);
-    if (code != 0) return code;
-    FE1 = types.size() > 0 ? element_type(types[0]) : ET_UNKNOWN;
-    FE2 = types.size() > 1 ? element_type(types[1]) : ET_UNKNOWN;
-    connectM1 = detail::family_block(connect, starts, 0, node_count(FE1));
-    connectM2 = types.size() > 1 ? detail::family_block(connect, starts, 1, node_count(FE2)) : dense2D<unsigned>();
-    return 0;
+    return detail::read_two_families([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
+                                         dense1D<unsigned>& p) { return read_nastran(filename, pos, c, s, t, p); },
+                                     connectM1, connectM2, FE1, FE2, false);
 }
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connect, element_type& FE) noexcept {
-    dense1D<unsigned> starts, property_ids;
-    dense1D<int> types;
-    const int code = read_nastran(filename, pos, connect, starts, types, property_ids);
-    if (code == 0 && starts.size() > 1) FE = ET_UNKNOWN;
-    return code;
+    return detail::read_one_matrix([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
+                                       dense1D<unsigned>& p) { return read_nastran(filename, pos, c, s, t, p); },
+                                   connect, FE);
 }
 
 int NASTRAN_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& connect,

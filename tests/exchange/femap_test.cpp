@@ -1,7 +1,6 @@
 // FEMAP neutral reader and writer: blocks, fields and records read from files
 // written here, the topology table, the writer's exact text and codes, round
 // trips, numbers as atoi and a C++ stream give them, and storage failures.
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -10,30 +9,18 @@
 #include <sstream>
 #include <string>
 
+#include "file_test.hpp"
 #include "test_support.hpp"
 
 namespace {
 
-namespace fs = std::filesystem;
 using reals = tq5::dense2D<double>;
 using ids = tq5::dense2D<unsigned>;
 using lists = tq5::dense1D<unsigned>;
 using types = tq5::dense1D<int>;
 
-// Each test's files in a folder of its own, removed at its end.
-struct Femap : ::testing::Test {
-    const fs::path dir = fs::temp_directory_path() / ("cellworks-femap-" + std::to_string(getpid()));
-    void SetUp() override { fs::create_directories(dir); }
-    void TearDown() override { fs::remove_all(dir); }
-    std::string path(const char* name = "out.neu") const { return (dir / name).string(); }
-    std::string put(const std::string& bytes) const {
-        std::ofstream(path("in.neu"), std::ios::binary) << bytes;
-        return path("in.neu");
-    }
-    std::string text() const {
-        std::ifstream in(path(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+struct Femap : cwtest::file_test {
+    Femap() : file_test("femap", ".neu") {}
 };
 
 struct deck {

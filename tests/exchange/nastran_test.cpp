@@ -1,7 +1,6 @@
 // NASTRAN decks: the three GRID forms with their quirks, element cards in
 // small, free and star-continued form with their node orders, families, the
 // three reader forms, the writer's exact text and codes, and a round trip.
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
@@ -10,31 +9,20 @@
 #include <iterator>
 #include <string>
 
+#include "file_test.hpp"
 #include "test_support.hpp"
 
 namespace {
 
 namespace cw = tq5::cellworks;
-namespace fs = std::filesystem;
 using reals = tq5::dense2D<double>;
 using ids = tq5::dense2D<unsigned>;
 using lists = tq5::dense1D<unsigned>;
 using types = tq5::dense1D<int>;
 constexpr unsigned X = tq5::cellworks::NO_INDEX;
 
-struct Nastran : ::testing::Test {
-    const fs::path dir = fs::temp_directory_path() / ("cellworks-nastran-" + std::to_string(getpid()));
-    void SetUp() override { fs::create_directories(dir); }
-    void TearDown() override { fs::remove_all(dir); }
-    std::string path(const char* name = "out.bdf") const { return (dir / name).string(); }
-    std::string put(const std::string& bytes) const {
-        std::ofstream(path("in.bdf"), std::ios::binary) << bytes;
-        return path("in.bdf");
-    }
-    std::string text() const {
-        std::ifstream in(path(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+struct Nastran : cwtest::file_test {
+    Nastran() : file_test("nastran", ".bdf") {}
 };
 
 struct deck {

@@ -152,15 +152,7 @@ public:
             for (unsigned a = DIM; a-- > 1;) row = row * dims_[a] + i[a];
             rows[m++] = row * dims_[0] + from[0];
             prefetch(start + rows[m - 1]);
-            unsigned a = 1;
-            for (; a < DIM; ++a) {
-                if (i[a] < to[a]) {
-                    ++i[a];
-                    break;
-                }
-                i[a] = from[a];
-            }
-            if (a == DIM) break;
+            if (!next_row(i, from, to)) break;
         }
         const std::size_t width = to[0] - from[0] + 1;
         for (std::size_t j = 0; j < m; ++j) {
@@ -242,6 +234,19 @@ private:
         return cells;
     }
 
+    // Steps the bucket index i over the rows of the block [from, to] (all axes
+    // but x, the first fastest); false past the last row.
+    static bool next_row(std::size_t* i, const std::size_t* from, const std::size_t* to) noexcept {
+        for (unsigned a = 1; a < DIM; ++a) {
+            if (i[a] < to[a]) {
+                ++i[a];
+                return true;
+            }
+            i[a] = from[a];
+        }
+        return false;
+    }
+
     // The bucket of coordinate x on axis a: a non-decreasing function of x
     // (NaN, from an infinite x on a flat axis, gives the first).
     std::size_t bucket(unsigned a, double x) const noexcept {
@@ -303,15 +308,7 @@ private:
                 if (c[0] >= r) add(row + c[0] - r, row + c[0] - r + 1);
                 if (c[0] + r < dims_[0]) add(row + c[0] + r, row + c[0] + r + 1);
             }
-            unsigned a = 1;
-            for (; a < DIM; ++a) {
-                if (i[a] < to[a]) {
-                    ++i[a];
-                    break;
-                }
-                i[a] = from[a];
-            }
-            if (a == DIM) break;
+            if (!next_row(i, from, to)) break;
         }
         const entry* e = entries_.data();
         for (std::size_t j = 0; j < m; ++j) {

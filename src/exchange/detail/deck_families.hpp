@@ -115,6 +115,37 @@ inline element_type resolve_family(const dense2D<unsigned>& connect, std::size_t
     return absent(4) ? ET_TETRA4 : absent(5) ? ET_PYRA5 : absent(6) ? ET_PENTA6 : ET_HEXA8;
 }
 
+/// The short reader forms over `read(connect, starts, types, property_ids)`,
+/// which reads the whole lists. The two-family form: on success `FE1`, `FE2`
+/// are the first two types (`ET_UNKNOWN` where there is none) and `m1`, `m2`
+/// their blocks, sharing storage; `m2` has the rows of its type, `m1` those
+/// of its type, or all rows with `m1_all_rows`. On failure the four keep
+/// what they held.
+template <class Read>
+int read_two_families(Read read, dense2D<unsigned>& m1, dense2D<unsigned>& m2, element_type& FE1, element_type& FE2,
+                      bool m1_all_rows) noexcept {
+    dense2D<unsigned> connect;
+    dense1D<unsigned> starts, property_ids;
+    dense1D<int> types;
+    const int code = read(connect, starts, types, property_ids);
+    if (code != 0) return code;
+    FE1 = types.size() > 0 ? element_type(types[0]) : ET_UNKNOWN;
+    FE2 = types.size() > 1 ? element_type(types[1]) : ET_UNKNOWN;
+    m1 = family_block(connect, starts, 0, m1_all_rows ? connect.rows() : node_count(FE1));
+    m2 = family_block(connect, starts, 1, node_count(FE2));
+    return 0;
+}
+
+/// The one-matrix form: all families in `connect`; on success `FE` becomes
+/// `ET_UNKNOWN` whenever the family starts have more than one entry.
+template <class Read> int read_one_matrix(Read read, dense2D<unsigned>& connect, element_type& FE) noexcept {
+    dense1D<unsigned> starts, property_ids;
+    dense1D<int> types;
+    const int code = read(connect, starts, types, property_ids);
+    if (code == 0 && starts.size() > 1) FE = ET_UNKNOWN;
+    return code;
+}
+
 }  // namespace detail
 }  // namespace cellworks
 }  // namespace tq5
