@@ -309,15 +309,11 @@ int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& c
 
 int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connectM1, dense2D<unsigned>& connectM2,
                 element_type& FE1, element_type& FE2) noexcept {
-    return detail::read_two_families([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
-                                         dense1D<unsigned>& p) { return read_femap(filename, pos, c, s, t, p); },
-                                     connectM1, connectM2, FE1, FE2, true);
+    return detail::read_two_families(read_femap, filename, pos, connectM1, connectM2, FE1, FE2, true);
 }
 
 int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connect, element_type& FE) noexcept {
-    return detail::read_one_matrix([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
-                                       dense1D<unsigned>& p) { return read_femap(filename, pos, c, s, t, p); },
-                                   connect, FE);
+    return detail::read_one_matrix(read_femap, filename, pos, connect, FE);
 }
 
 int FEMAP_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& connect,

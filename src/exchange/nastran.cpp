@@ -305,15 +305,11 @@ int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>&
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connectM1,
                   dense2D<unsigned>& connectM2, element_type& FE1, element_type& FE2) noexcept {
-    return detail::read_two_families([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
-                                         dense1D<unsigned>& p) { return read_nastran(filename, pos, c, s, t, p); },
-                                     connectM1, connectM2, FE1, FE2, false);
+    return detail::read_two_families(read_nastran, filename, pos, connectM1, connectM2, FE1, FE2, false);
 }
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& connect, element_type& FE) noexcept {
-    return detail::read_one_matrix([&](dense2D<unsigned>& c, dense1D<unsigned>& s, dense1D<int>& t,
-                                       dense1D<unsigned>& p) { return read_nastran(filename, pos, c, s, t, p); },
-                                   connect, FE);
+    return detail::read_one_matrix(read_nastran, filename, pos, connect, FE);
 }
 
 int NASTRAN_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& connect,

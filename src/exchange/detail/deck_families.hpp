@@ -115,19 +115,22 @@ inline element_type resolve_family(const dense2D<unsigned>& connect, std::size_t
     return absent(4) ? ET_TETRA4 : absent(5) ? ET_PYRA5 : absent(6) ? ET_PENTA6 : ET_HEXA8;
 }
 
-/// The short reader forms over `read(connect, starts, types, property_ids)`,
-/// which reads the whole lists. The two-family form: on success `FE1`, `FE2`
-/// are the first two types (`ET_UNKNOWN` where there is none) and `m1`, `m2`
-/// their blocks, sharing storage; `m2` has the rows of its type, `m1` those
-/// of its type, or all rows with `m1_all_rows`. On failure the four keep
-/// what they held.
-template <class Read>
-int read_two_families(Read read, dense2D<unsigned>& m1, dense2D<unsigned>& m2, element_type& FE1, element_type& FE2,
-                      bool m1_all_rows) noexcept {
+/// A full reader: (file name, pos, connect, family starts, family types,
+/// property ids) to a code.
+using deck_reader = int (*)(const char*, dense2D<double>&, dense2D<unsigned>&, dense1D<unsigned>&, dense1D<int>&,
+                            dense1D<unsigned>&) noexcept;
+
+/// The two-family reader form over the full reader `read`: on success `FE1`,
+/// `FE2` are the first two types (`ET_UNKNOWN` where there is none) and `m1`,
+/// `m2` their blocks, sharing storage; `m2` has the rows of its type, `m1`
+/// those of its type, or all rows with `m1_all_rows`. On failure the four
+/// keep what they held.
+inline int read_two_families(deck_reader read, const char* filename, dense2D<double>& pos, dense2D<unsigned>& m1,
+                             dense2D<unsigned>& m2, element_type& FE1, element_type& FE2, bool m1_all_rows) noexcept {
     dense2D<unsigned> connect;
     dense1D<unsigned> starts, property_ids;
     dense1D<int> types;
-    const int code = read(connect, starts, types, property_ids);
+    const int code = read(filename, pos, connect, starts, types, property_ids);
     if (code != 0) return code;
     FE1 = types.size() > 0 ? element_type(types[0]) : ET_UNKNOWN;
     FE2 = types.size() > 1 ? element_type(types[1]) : ET_UNKNOWN;
@@ -136,12 +139,13 @@ int read_two_families(Read read, dense2D<unsigned>& m1, dense2D<unsigned>& m2, e
     return 0;
 }
 
-/// The one-matrix form: all families in `connect`; on success `FE` becomes
-/// `ET_UNKNOWN` whenever the family starts have more than one entry.
-template <class Read> int read_one_matrix(Read read, dense2D<unsigned>& connect, element_type& FE) noexcept {
+/// The one-matrix reader form: all families in `connect`; on success `FE`
+/// becomes `ET_UNKNOWN` whenever the family starts have more than one entry.
+inline int read_one_matrix(deck_reader read, const char* filename, dense2D<double>& pos, dense2D<unsigned>& connect,
+                           element_type& FE) noexcept {
     dense1D<unsigned> starts, property_ids;
     dense1D<int> types;
-    const int code = read(connect, starts, types, property_ids);
+    const int code = read(filename, pos, connect, starts, types, property_ids);
     if (code == 0 && starts.size() > 1) FE = ET_UNKNOWN;
     return code;
 }
