@@ -336,9 +336,7 @@ int FEMAP_output(const char* filename, const dense2D<double>& pos, const dense2D
                  element_type FE) noexcept {
     dense1D<unsigned> starts, property_ids;
     dense1D<int> types;
-    if (!starts.push_back(0) || !starts.push_back(unsigned(connect.cols())) || !types.push_back(FE) ||
-        !property_ids.push_back(1))
-        return ERR_ALLOC;
+    if (!detail::one_family(connect, FE, true, starts, types, property_ids)) return ERR_ALLOC;
     return FEMAP_output(filename, pos, connect, starts, types, property_ids);
 }
 

@@ -334,9 +334,7 @@ int NASTRAN_output(const char* filename, const dense2D<double>& pos, const dense
                    element_type FE) noexcept {
     dense1D<unsigned> starts, property_ids;
     dense1D<int> types;
-    if (!starts.push_back(0) || !starts.push_back(unsigned(connect.cols())) || !types.push_back(FE) ||
-        !property_ids.resize(connect.cols(), 1u))
-        return ERR_ALLOC;
+    if (!detail::one_family(connect, FE, false, starts, types, property_ids)) return ERR_ALLOC;
     return NASTRAN_output(filename, pos, connect, starts, types, property_ids);
 }
 

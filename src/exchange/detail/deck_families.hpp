@@ -115,6 +115,15 @@ inline element_type resolve_family(const dense2D<unsigned>& connect, std::size_t
     return absent(4) ? ET_TETRA4 : absent(5) ? ET_PYRA5 : absent(6) ? ET_PENTA6 : ET_HEXA8;
 }
 
+/// The lists of one family of `type` over all columns of `connect`, with
+/// property id 1 for each column, or a single entry when `single_property`.
+/// @return false when storage cannot be had.
+inline bool one_family(const dense2D<unsigned>& connect, element_type type, bool single_property,
+                       dense1D<unsigned>& starts, dense1D<int>& types, dense1D<unsigned>& property_ids) noexcept {
+    return starts.push_back(0) && starts.push_back(unsigned(connect.cols())) && types.push_back(type) &&
+           property_ids.resize(single_property ? 1 : connect.cols(), 1u);
+}
+
 /// A full reader: (file name, pos, connect, family starts, family types,
 /// property ids) to a code.
 using deck_reader = int (*)(const char*, dense2D<double>&, dense2D<unsigned>&, dense1D<unsigned>&, dense1D<int>&,
